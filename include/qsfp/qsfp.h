@@ -1,0 +1,13 @@
+/*
+ * Driver library for pluggable QSFP-family transceivers (SFF-8636 and CMIS
+ * modules, coherent ZR/ZR+). Include this header for the whole C interface.
+ */
+#ifndef QSFP_QSFP_H
+#define QSFP_QSFP_H
+
+#include <qsfp/qsfp_types.h>
+#include <qsfp/qsfp_records.h>
+#include <qsfp/platform.h>
+#include <qsfp/qsfp_port.h>
+
+#endif /* QSFP_QSFP_H */

@@ -1,0 +1,142 @@
+/*
+ * Records the library hands to its caller: thresholds, inventory and live
+ * status of a module. SFF-8636 and CMIS ports fill the same records so that a
+ * port manager reads every kind of module alike.
+ */
+#ifndef QSFP_QSFP_RECORDS_H
+#define QSFP_QSFP_RECORDS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#define QSFP_STATIC_ASSERT(cond, msg) static_assert(cond, msg)
+#else
+#define QSFP_STATIC_ASSERT(cond, msg) _Static_assert(cond, msg)
+#endif
+
+/*
+ * Alarm and warning thresholds in engineering units: powers in dBm, bias in
+ * mA, supply voltage in V, temperature in degrees C. Alarms first, then the
+ * warnings in the same order.
+ */
+typedef struct qsfp_threshold_data {
+    float rx_power_high_alarm;
+    float rx_power_low_alarm;
+    float tx_power_high_alarm;
+    float tx_power_low_alarm;
+    float bias_high_alarm;
+    float bias_low_alarm;
+    float vcc_high_alarm;
+    float vcc_low_alarm;
+    float temp_high_alarm;
+    float temp_low_alarm;
+    float rx_power_high_warning;
+    float rx_power_low_warning;
+    float tx_power_high_warning;
+    float tx_power_low_warning;
+    float bias_high_warning;
+    float bias_low_warning;
+    float vcc_high_warning;
+    float vcc_low_warning;
+    float temp_high_warning;
+    float temp_low_warning;
+} qsfp_threshold_data;
+QSFP_STATIC_ASSERT(sizeof(qsfp_threshold_data) == 80, "threshold record is 20 floats");
+
+/* Lengths of the inventory's text fields, without their terminators. */
+#define QSFP_VENDOR_NAME_LEN 16
+#define QSFP_VENDOR_REV_LEN 2
+#define QSFP_VID_LEN 4
+#define QSFP_PID_LEN 20
+#define QSFP_CLEI_LEN 10
+#define QSFP_TYPE_STR_LEN 64
+#define QSFP_VENDOR_PN_LEN 16
+#define QSFP_SERIAL_LEN 16
+#define QSFP_DATE_CODE_LEN 8
+
+/*
+ * Inventory of a module, kept in the port context and copied whole to the
+ * caller. Text fields are NUL-terminated with trailing white space removed.
+ */
+typedef struct qsfp_hw_info {
+    char vendor_name[QSFP_VENDOR_NAME_LEN + 1];
+    char vendor_rev[QSFP_VENDOR_REV_LEN + 1];
+    char vid[QSFP_VID_LEN + 1];
+    char pid[QSFP_PID_LEN + 1];           /* the qualified PID, or a BASIC-... identifier */
+    char clei[QSFP_CLEI_LEN + 1];
+    uint32_t qsfp_type;                   /* module type code, 0 = unknown */
+    char qsfp_type_str[QSFP_TYPE_STR_LEN + 1];
+    char vendor_pn[QSFP_VENDOR_PN_LEN + 1];
+    char serial_number[QSFP_SERIAL_LEN + 1];
+    char module_pid[QSFP_PID_LEN + 1];    /* the module's own PID bytes (non-qualified modules) */
+    uint8_t vendor_oui[3];
+    uint32_t rev_present;
+    char date_code[QSFP_DATE_CODE_LEN + 1];
+    uint32_t dwdm_channel;                /* byte 255 of a DWDM module */
+    uint32_t reserved;
+    uint32_t si_capability;
+    uint32_t any_page;
+    uint32_t compliance;                  /* 0 good, 1 no image, 3 base or 4 extended checksum wrong */
+    uint8_t caller_byte;
+} qsfp_hw_info;
+
+/* Entries of the live status record that hold one value per lane. */
+#define QSFP_STATUS_LANES 8
+
+/*
+ * Live status of a module: 400 32-bit entries (1600 bytes), floats unless a
+ * comment says otherwise. Entry numbers are given on the right. Per-lane groups
+ * are eight wide; SFF-8636 modules fill the first four lanes.
+ */
+typedef struct qsfp_hw_status {
+    float rx_power_dbm[QSFP_STATUS_LANES];          /* 0-7 */
+    float tx_power_dbm[QSFP_STATUS_LANES];          /* 8-15 */
+    float tx_bias_ma[QSFP_STATUS_LANES];            /* 16-23 */
+    uint32_t tx_disabled[QSFP_STATUS_LANES];        /* 24-31, 0 or 1 */
+    float vcc;                                      /* 32, V */
+    float temperature;                              /* 33, C */
+    float wavelength_nm;                            /* 34 */
+    qsfp_threshold_data thresholds;                 /* 35-54 */
+    uint32_t rx_los[QSFP_STATUS_LANES];             /* 55-62, 0 or 1 */
+    uint32_t tx_los[QSFP_STATUS_LANES];             /* 63-70 */
+    uint32_t tx_fault[QSFP_STATUS_LANES];           /* 71-78 */
+    uint32_t rx_cdr_lol[QSFP_STATUS_LANES];         /* 79-86 */
+    uint32_t tx_cdr_lol[QSFP_STATUS_LANES];         /* 87-94 */
+    /* Latched threshold flags, holding the flag bit as masked from its byte
+     * (nonzero means set). */
+    uint32_t tx_power_high_alarm[QSFP_STATUS_LANES];  /* 95-102 */
+    uint32_t tx_power_low_alarm[QSFP_STATUS_LANES];   /* 103-110 */
+    uint32_t tx_power_high_warning[QSFP_STATUS_LANES];/* 111-118 */
+    uint32_t tx_power_low_warning[QSFP_STATUS_LANES]; /* 119-126 */
+    uint32_t rx_power_high_alarm[QSFP_STATUS_LANES];  /* 127-134 */
+    uint32_t rx_power_low_alarm[QSFP_STATUS_LANES];   /* 135-142 */
+    uint32_t rx_power_high_warning[QSFP_STATUS_LANES];/* 143-150 */
+    uint32_t rx_power_low_warning[QSFP_STATUS_LANES]; /* 151-158 */
+    uint32_t tx_bias_high_alarm[QSFP_STATUS_LANES];   /* 159-166 */
+    uint32_t tx_bias_low_alarm[QSFP_STATUS_LANES];    /* 167-174 */
+    uint32_t tx_bias_high_warning[QSFP_STATUS_LANES]; /* 175-182 */
+    uint32_t tx_bias_low_warning[QSFP_STATUS_LANES];  /* 183-190 */
+    uint32_t temp_flags[4];   /* 191-194: high alarm, low alarm, high warning, low warning */
+    uint32_t vcc_flags[4];    /* 195-198: the same four */
+    uint32_t media_type;      /* 199: its low byte is the module's media lane count */
+    uint32_t is_copper;       /* 200 */
+    uint32_t vdm_present;     /* 201: versatile diagnostics present */
+    uint32_t vdm[90];         /* 202-291: versatile-diagnostics block */
+    uint32_t coherent[108];   /* 292-399: coherent section; first byte of 292 marks it present */
+} qsfp_hw_status;
+QSFP_STATIC_ASSERT(sizeof(qsfp_hw_status) == 1600, "status record is 1600 bytes");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, thresholds) == 35 * 4, "thresholds at entry 35");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, rx_los) == 55 * 4, "Rx LOS at entry 55");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, tx_power_high_alarm) == 95 * 4, "flags at entry 95");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, temp_flags) == 191 * 4, "module flags at entry 191");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, media_type) == 199 * 4, "media type at entry 199");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, vdm) == 202 * 4, "diagnostics at entry 202");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, coherent) == 292 * 4, "coherent section at entry 292");
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* QSFP_QSFP_RECORDS_H */

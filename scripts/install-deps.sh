@@ -1,0 +1,23 @@
+#!/bin/sh
+# Installs the Debian 12 packages the build needs, only those missing.
+set -eu
+
+PACKAGES="build-essential cmake ninja-build pkg-config git
+libsafec-dev googletest libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
+clang lld libclang-rt-14-dev"
+
+missing=""
+for p in $PACKAGES; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing="$missing $p"
+done
+if [ -n "$missing" ]; then
+    echo "installing:$missing"
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "run as root (or install these packages first):$missing" >&2
+        exit 1
+    fi
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -q
+    # shellcheck disable=SC2086
+    apt-get install -y -q --no-install-recommends $missing
+fi
