@@ -82,6 +82,7 @@ extern "C" uint32_t qsfp_check_and_lock_hdl(qsfp_port_ctx *port, int caller_line
             unlock_library();
             return rc;
         }
+        port->lock_held = 1;
         if (!port_is_listed(port)) {
             // The port's mutex stays locked on this path: the caller gets 22 and
             // does not unlock. Kept as the port manager expects it.
@@ -101,8 +102,12 @@ extern "C" uint32_t qsfp_check_and_lock_hdl(qsfp_port_ctx *port, int caller_line
     return unlock_library();
 }
 
+// A driver operation may release the lock before its wrapper does (the
+// SFF-8636 inventory slot does); the second release is then a no-op rather
+// than an unlock of a mutex this thread no longer holds.
 extern "C" uint32_t qsfp_port_unlock(qsfp_port_ctx *port) {
-    if (port != nullptr && port->port_lock != nullptr) {
+    if (port != nullptr && port->port_lock != nullptr && port->lock_held != 0) {
+        port->lock_held = 0;
         pthread_mutex_unlock(port->port_lock);
     }
     return QSFP_OK;

@@ -29,6 +29,23 @@ inline constexpr std::string_view kTracedSources[] = {
     "framework/reg_dump.cpp",
     "framework/timer_handler.cpp",
     "framework/driver_stub.h",
+    "framework/admin_state.cpp",
+    "framework/dom_info.cpp",
+    "framework/port_queries.cpp",
+    "sff8636/identify_type.cpp",
+    "sff8636/get_type.cpp",
+    "sff8636/register_bits.cpp",
+    "sff8636/lane_control.cpp",
+    "sff8636/si_settings.cpp",
+    "sff8636/port_state.cpp",
+    "sff8636/mode_config.cpp",
+    "sff8636/device_init.cpp",
+    "sff8636/image_read.cpp",
+    "sff8636/hw_info.cpp",
+    "sff8636/hw_status.cpp",
+    "sff8636/dom_reports.cpp",
+    "sff8636/phy_reg_decode.cpp",
+    "sff8636/observation.cpp",
 };
 
 consteval std::uint32_t source_index(std::string_view path) {

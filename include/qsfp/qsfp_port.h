@@ -200,6 +200,7 @@ struct qsfp_port_ctx {
     uint32_t retimer_port;
     qsfp_port_ctx *next;
     uint32_t rate;              /* 40, 100, 200 or 400 Gb/s; 0 unknown */
+    uint32_t lock_held;         /* port_lock is held by the operation under way */
 
     /* Driver state. */
     qsfp_hw_info hw_info;

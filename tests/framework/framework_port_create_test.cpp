@@ -29,7 +29,7 @@ class PortCreateTest : public LibraryTest {};
 
 TEST_F(PortCreateTest, Identifier0x11BindsTheSff8636TableAtRate100) {
     insert(0, basic_image(0x11));
-    qsfp_port_ctx *port = create(0, QSFP_ERR_EMPTY_SLOT);
+    qsfp_port_ctx *port = create(0, QSFP_OK);
     ASSERT_NE(port, nullptr);
     EXPECT_EQ(port->rate, 100u);
     EXPECT_TRUE(same_table(port, qsfp_fvt));
@@ -40,7 +40,7 @@ TEST_F(PortCreateTest, Identifier0x11BindsTheSff8636TableAtRate100) {
 
 TEST_F(PortCreateTest, Identifier0x0DBindsTheSff8636TableAtRate40) {
     insert(1, basic_image(0x0D));
-    qsfp_port_ctx *port = create(1, QSFP_ERR_EMPTY_SLOT);
+    qsfp_port_ctx *port = create(1, QSFP_OK);
     ASSERT_NE(port, nullptr);
     EXPECT_EQ(port->rate, 40u);
     EXPECT_TRUE(same_table(port, qsfp_fvt));
@@ -71,6 +71,22 @@ TEST_F(PortCreateTest, UnknownIdentifierAnswers11WithAHandleWhoseSlotsAreNull) {
     EXPECT_EQ(result.handle->rate, 0u);
     EXPECT_TRUE(all_slots_null(result.handle));
     EXPECT_FALSE(trace_has(kEvt, "Controller 0 Port 4: Init done\n"));
+}
+
+TEST_F(PortCreateTest, NotReadyIsSetExactlyWhenDeviceInitAnswers11) {
+    // The SFF-8636 bring-up returns the code of a failing status read as it stands.
+    for (const std::uint32_t code : {11u, 5u}) {
+        const std::size_t cage = code == 11 ? 20 : 21;
+        insert(cage, basic_image(0x11)).fail_range(qsfp::sim::Op::read, -1, 2, 2, code);
+        qsfp_port_create_params p = params(cage);
+        qsfp_port_create_result result{};
+        EXPECT_EQ(qsfp_port_create(&p, &result), code);
+        ports_.push_back(result.handle);
+        ASSERT_NE(result.handle, nullptr);
+        EXPECT_EQ(result.not_ready, code == 11 ? 1u : 0u);
+        EXPECT_EQ(result.rc, code);
+        EXPECT_EQ(result.handle->initialized, 1u);
+    }
 }
 
 TEST_F(PortCreateTest, SecondCreationWithTheSameOpaqueTouchesNoModuleByte) {

@@ -1,0 +1,387 @@
+// The monitoring reports: live values, latched flags, thresholds and masks
+// as text in the caller's buffer. Every report stays inside the buffer; its
+// length counts the whole text, so a caller sees when a buffer was short.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <span>
+
+#include "framework/bounded_text.h"
+#include "framework/trace.h"
+#include "sff8636/dom_labels.h"
+#include "sff8636/driver.h"
+#include "sff8636/sff8636_regs.h"
+#include "sff8636/units.h"
+
+namespace qsfp::sff8636 {
+
+namespace {
+
+using framework::BoundedText;
+
+constexpr std::uint32_t kModuleMonitors = 22;   // 22-33: temperature 22, Vcc 26
+constexpr std::uint32_t kModuleMonitorLen = 12;
+constexpr std::uint32_t kLaneMonitors = 34;     // 34-81: Rx power 34, bias 42, Tx power 50
+constexpr std::uint32_t kLaneMonitorLen = 48;
+constexpr std::uint32_t kThresholds = 128;      // page 03h 128-223
+constexpr std::uint32_t kThresholdLen = 96;
+constexpr std::uint32_t kMonitorMaskFirst = 242;
+constexpr std::uint32_t kMonitorMaskLen = 6;
+constexpr std::uint32_t kObservationPasses = 20;
+constexpr std::uint32_t kObservationStepUs = 10000;
+constexpr std::uint64_t kBitBangDelay = 200000;
+constexpr std::uint32_t kLanes = 4;
+// Offsets within the work buffers.
+constexpr std::size_t kTempAt = 0;
+constexpr std::size_t kVccAt = 4;
+constexpr std::size_t kRxPowerAt = 0;
+constexpr std::size_t kBiasAt = 8;
+constexpr std::size_t kTxPowerAt = 16;
+constexpr std::size_t kTempThresholdsAt = 0;
+constexpr std::size_t kVccThresholdsAt = 16;
+constexpr std::size_t kRxPowerThresholdsAt = 48;
+constexpr std::size_t kBiasThresholdsAt = 56;
+constexpr std::size_t kTxPowerThresholdsAt = 64;
+constexpr const char *kDashes = "---------------------------------------\n";
+constexpr const char *kEquals =
+    "=============================================================================================";
+static_assert(std::char_traits<char>::length(kDashes) == 40);
+static_assert(std::char_traits<char>::length(kEquals) == 93);
+
+using WorkBuffer = std::unique_ptr<std::uint8_t, decltype(&std::free)>;
+
+WorkBuffer work_buffer(std::size_t bytes) {
+    return WorkBuffer(static_cast<std::uint8_t *>(std::calloc(bytes, 1)), &std::free);
+}
+
+const char *yes_no(bool set) { return set ? "YES" : "NO"; }
+
+std::uint16_t word(const std::uint8_t *bytes, std::size_t at) { return word_at(bytes + at); }
+char sign(float v) { return v < 0 ? '-' : '+'; }
+
+void header(BoundedText &t, const qsfp_port_ctx *port, const char *title) {
+    t.add(std::snprintf(t.cursor(), t.left(), "\n"));
+    t.add(std::snprintf(t.cursor(), t.left(), "\tQSFP Port = %d & Controller = %d \n", port->port, port->controller));
+    t.add(std::snprintf(t.cursor(), t.left(), "        ________________________________\n"));
+    t.add(std::snprintf(t.cursor(), t.left(), "\n"));
+    t.add(std::snprintf(t.cursor(), t.left(), "%s", kDashes));
+    t.add(std::snprintf(t.cursor(), t.left(), "%s", title));
+    t.add(std::snprintf(t.cursor(), t.left(), "%s", kDashes));
+}
+
+void flag_lines(BoundedText &t, std::span<const FlagLine> lines, const std::uint8_t *bytes, std::uint32_t first) {
+    for (const FlagLine &line : lines) {
+        t.add(std::snprintf(t.cursor(), t.left(), "%s%s\n", line.label, yes_no((bytes[line.reg - first] & line.mask) != 0)));
+    }
+}
+
+std::uint32_t finish(const BoundedText &t, std::uint32_t *written) {
+    if (written != nullptr) {
+        *written = static_cast<std::uint32_t>(t.length());
+    }
+    return QSFP_OK;
+}
+
+std::uint32_t read_lower(qsfp_port_ctx *port, std::uint32_t reg, std::uint32_t len, std::uint8_t *buf) {
+    return qsfp_access(port, reg, len, kPage00, buf, QSFP_ACCESS_READ);
+}
+
+std::uint32_t read_thresholds(qsfp_port_ctx *port, std::uint8_t *buf) {
+    return qsfp_access(port, kThresholds, kThresholdLen, kPage03, buf, QSFP_ACCESS_READ);
+}
+
+void power_line(BoundedText &t, const char *label, std::uint16_t raw, const char *end) {
+    const float mw = power_mw(raw);
+    t.add(std::snprintf(t.cursor(), t.left(), "%s\t\t %2.4f mW \t [ %2.4f dBm ]%s", label, mw, dbm(mw), end));
+}
+
+void temperature_value(BoundedText &t, const char *format_label, float c) {
+    t.add(std::snprintf(t.cursor(), t.left(), "%s\t %c%4.2f C\n", format_label, sign(c), std::fabs(c)));
+}
+
+}  // namespace
+
+extern "C" uint32_t qsfp_dom_chan_intr_flags(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    if (port == nullptr || buf == nullptr || len == 0) {
+        if (port != nullptr) {
+            trace_err(port, "QSFP Get channel intr dom : Null parameters");
+        }
+        return QSFP_ERR_INVALID;
+    }
+    std::uint8_t flags[kFlagsLen] = {};
+    if (const std::uint32_t rc = read_lower(port, kFlagsFirst, kFlagsLen, flags); rc != QSFP_OK) {
+        trace_err(port, "errno: Channel Status Interrupt flag reg first read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    // The first read cleared what was latched before; watch 200 ms of fresh flags.
+    if (!observe(port, kObservationPasses, kObservationStepUs)) {
+        return kAbandoned;
+    }
+    if (port->sff.bit_bang != 0 && port->bit_bang_read != nullptr) {
+        if (const std::uint32_t rc = qsfp_special_bit_bang_read(port, kFlagsFirst, kFlagsLen, kPage00, flags, kBitBangDelay);
+            rc != QSFP_OK) {
+            trace_err(port, "errno: Channel Status INTR flag reg second bitbang read failed rc: 0x%x", rc);
+            return rc;
+        }
+    } else if (const std::uint32_t rc = read_lower(port, kFlagsFirst, kFlagsLen, flags); rc != QSFP_OK) {
+        trace_err(port, "errno: Channel Status Interrupt flag reg second read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    BoundedText t(buf, len);
+    header(t, port, "CHANNEL STATUS INTERRUPT FLAGS \t STATUS\n");
+    t.add(std::snprintf(t.cursor(), t.left(), "\tQSFP Type = %s \n", port->hw_info.qsfp_type_str));
+    flag_lines(t, kLaneStatusFlags, flags, kFlagsFirst);
+    t.add(std::snprintf(t.cursor(), t.left(), "%s", kDashes));
+    t.add(std::snprintf(t.cursor(), t.left(), "MODULE MONITOR INTERRUPT FLAGS \t STATUS\n"));
+    t.add(std::snprintf(t.cursor(), t.left(), "%s", kDashes));
+    flag_lines(t, kMonitorFlags, flags, kFlagsFirst);
+    return finish(t, written);
+}
+
+extern "C" uint32_t qsfp_dom_module_monitor(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    if (port == nullptr || buf == nullptr || len == 0) {
+        if (port != nullptr) {
+            trace_err(port, "QSFP Get module monitor dom : Null parameters");
+        }
+        return QSFP_ERR_INVALID;
+    }
+    WorkBuffer values = work_buffer(kModuleMonitorLen);
+    if (!values) {
+        trace_err(port, "errno: module monitor memory allocation failed");
+        return QSFP_ERR_NO_MEMORY;
+    }
+    if (const std::uint32_t rc = read_lower(port, kModuleMonitors, kModuleMonitorLen, values.get()); rc != QSFP_OK) {
+        trace_err(port, "errno: Module monitor reg read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    BoundedText t(buf, len);
+    header(t, port, "MODULE MONITOR   \t\t VALUE \n");
+    const float c = temperature_c(word(values.get(), kTempAt));
+    t.add(std::snprintf(t.cursor(), t.left(), "Temperature       \t\t %c%4.2f C  \n", sign(c), std::fabs(c)));
+    t.add(std::snprintf(t.cursor(), t.left(), "Supply voltage     \t\t %2.4f V  \n", vcc_v(word(values.get(), kVccAt))));
+    return finish(t, written);
+}
+
+extern "C" uint32_t qsfp_dom_channel_monitor(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    if (port == nullptr || buf == nullptr || len == 0) {
+        if (port != nullptr) {
+            trace_err(port, "QSFP Get channel intr dom : Null parameters");
+        }
+        return QSFP_ERR_INVALID;
+    }
+    WorkBuffer values = work_buffer(kLaneMonitorLen);
+    if (!values) {
+        trace_err(port, "errno: channel monitor memory allocation failed ");
+        return QSFP_ERR_NO_MEMORY;
+    }
+    if (const std::uint32_t rc = read_lower(port, kLaneMonitors, kLaneMonitorLen, values.get()); rc != QSFP_OK) {
+        trace_err(port, "errno: Channel monitor reg read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    const std::uint8_t *v = values.get();
+    BoundedText t(buf, len);
+    header(t, port, "CHANNEL MONITOR    \t\t VALUE \n");
+    const char *rx_labels[kLanes] = {"RX1 power          ", "RX2 power          ", "RX3 power          ",
+                                     "RX4 power          "};
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        power_line(t, rx_labels[lane], word(v, kRxPowerAt + 2 * lane), lane == 1 ? " \n" : "\n");
+    }
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        t.add(std::snprintf(t.cursor(), t.left(), "TX%u bias current   \t\t %2.4f mA \n", lane + 1,
+                            bias_ma(word(v, kBiasAt + 2 * lane))));
+    }
+    t.add(std::snprintf(t.cursor(), t.left(), "\n"));
+    const char *tx_labels[kLanes] = {"TX1 power          ", "TX2 power          ", "TX3 power          ",
+                                     "TX4 power          "};
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        power_line(t, tx_labels[lane], word(v, kTxPowerAt + 2 * lane), lane == 0 ? " \n" : "\n");
+    }
+    return finish(t, written);
+}
+
+extern "C" uint32_t qsfp_dom_alarm_warn_monitor(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    if (port == nullptr || buf == nullptr || len == 0) {
+        if (port != nullptr) {
+            trace_err(port, "QSFP Get alarm and warn dom : Null parameters");
+        }
+        return QSFP_ERR_INVALID;
+    }
+    WorkBuffer thresholds = work_buffer(kThresholdLen);
+    if (!thresholds) {
+        trace_err(port, "errno: Alarm & Warn memory allocation failed");
+        return QSFP_ERR_NO_MEMORY;
+    }
+    if (const std::uint32_t rc = read_thresholds(port, thresholds.get()); rc != QSFP_OK) {
+        trace_err(port, "errno: Alarm & Warn threshold reg read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    const std::uint8_t *th = thresholds.get();
+    BoundedText t(buf, len);
+    header(t, port, "ALARM AND WARNING THRESHOLDS \t VALUE \n");
+    for (std::size_t k = 0; k < 4; ++k) {
+        temperature_value(t, kTemperatureLabels.kind[k], temperature_c(word(th, kTempThresholdsAt + 2 * k)));
+    }
+    for (std::size_t k = 0; k < 4; ++k) {
+        t.add(std::snprintf(t.cursor(), t.left(), "%s\t\t %2.4f V  \n", kVoltageLabels.kind[k],
+                            vcc_v(word(th, kVccThresholdsAt + 2 * k))));
+    }
+    for (std::size_t k = 0; k < 4; ++k) {
+        power_line(t, kRxPowerLabels.kind[k], word(th, kRxPowerThresholdsAt + 2 * k), "\n");
+    }
+    for (std::size_t k = 0; k < 4; ++k) {
+        t.add(std::snprintf(t.cursor(), t.left(), "%s\t %2.4f mA \n", kBiasLabels.kind[k],
+                            bias_ma(word(th, kBiasThresholdsAt + 2 * k))));
+    }
+    for (std::size_t k = 0; k < 4; ++k) {
+        power_line(t, kTxPowerLabels.kind[k], word(th, kTxPowerThresholdsAt + 2 * k), "\n");
+    }
+    return finish(t, written);
+}
+
+extern "C" uint32_t qsfp_dom_channel_ctrl_monitor_mask(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    if (port == nullptr || buf == nullptr || len == 0) {
+        if (port != nullptr) {
+            trace_err(port, "QSFP Get controlmask dom : Null parameters");
+        }
+        return QSFP_ERR_INVALID;
+    }
+    std::uint8_t squelch = 0;
+    if (const std::uint32_t rc = qsfp_access(port, kSquelchDisable, 1, kPage03, &squelch, QSFP_ACCESS_READ);
+        rc != QSFP_OK) {
+        trace_err(port, "errno: Tx & Rx SQ disable reg read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    std::uint8_t outputs = 0;
+    if (const std::uint32_t rc = qsfp_access(port, kOutputControl, 1, kPage03, &outputs, QSFP_ACCESS_READ);
+        rc != QSFP_OK) {
+        trace_err(port, "errno: Rx Output disable reg read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    BoundedText t(buf, len);
+    header(t, port, "Channel Ctrl & Monitor Masks \t STATUS \n");
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        const std::uint8_t tx_bit = static_cast<std::uint8_t>(1u << lane);
+        const std::uint8_t rx_bit = static_cast<std::uint8_t>(0x10u << lane);
+        t.add(std::snprintf(t.cursor(), t.left(), "TX%d    SQ disable  \t\t   %s\n", lane + 1, yes_no(squelch & tx_bit)));
+        t.add(std::snprintf(t.cursor(), t.left(), "RX%d    SQ disable  \t\t   %s\n", lane + 1, yes_no(squelch & rx_bit)));
+        t.add(std::snprintf(t.cursor(), t.left(), "RX%d    output disable\t\t   %s\n", lane + 1,
+                            yes_no(outputs & rx_bit)));
+    }
+    WorkBuffer masks = work_buffer(kMonitorMaskLen);
+    if (!masks) {
+        trace_err(port, "errno: Alarm & Warn mask memory allocation failed");
+        return QSFP_ERR_NO_MEMORY;
+    }
+    if (const std::uint32_t rc = qsfp_access(port, kMonitorMaskFirst, kMonitorMaskLen, kPage03, masks.get(),
+                                             QSFP_ACCESS_READ);
+        rc != QSFP_OK) {
+        trace_err(port, "errno: Alarm & Warn mask reg read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    flag_lines(t, kMonitorMasks, masks.get(), kMonitorMaskFirst);
+    return finish(t, written);
+}
+
+namespace {
+
+// One row of the current-versus-threshold table: a label and five cells.
+void table_row(BoundedText &t, const char *label, const char *const (&cells)[5]) {
+    t.add(std::snprintf(t.cursor(), t.left(), "%s\t| %s\t| %s\t| %s\t| %s\t| %s\n", label, cells[0], cells[1], cells[2],
+                        cells[3], cells[4]));
+}
+
+constexpr std::size_t kCell = 48;
+constexpr const char *kNoThreshold = "    ---- ";
+
+// The four thresholds of a quantity in the header's order (high alarm, low
+// alarm, high warning, low warning), rendered by `render`.
+template <typename Render>
+void threshold_row(BoundedText &t, const char *label, const char *current, const std::uint8_t *th, std::size_t at,
+                   Render render) {
+    char cells[4][kCell];
+    for (std::size_t k = 0; k < 4; ++k) {
+        render(cells[k], word(th, at + 2 * k));
+    }
+    table_row(t, label, {current, cells[0], cells[1], cells[2], cells[3]});
+}
+
+void lane_row(BoundedText &t, const char *current) {
+    table_row(t, "", {current, kNoThreshold, kNoThreshold, kNoThreshold, kNoThreshold});
+}
+
+void power_rows(BoundedText &t, const char *label, char prefix, const std::uint8_t *lanes, std::size_t lanes_at,
+                const std::uint8_t *th, std::size_t th_at) {
+    threshold_row(t, label, kNoThreshold, th, th_at,
+                  [](char *cell, std::uint16_t raw) { std::snprintf(cell, kCell, "%2.4f mW", power_mw(raw)); });
+    threshold_row(t, "", kNoThreshold, th, th_at,
+                  [](char *cell, std::uint16_t raw) { std::snprintf(cell, kCell, "(%2.4f dBm)", dbm(power_mw(raw))); });
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        const float mw = power_mw(word(lanes, lanes_at + 2 * lane));
+        char current[kCell];
+        std::snprintf(current, sizeof current, "%cx%u=%2.4f mW (%2.4f dBm)", prefix, lane + 1, mw, dbm(mw));
+        lane_row(t, current);
+    }
+}
+
+}  // namespace
+
+extern "C" uint32_t qsfp_dom_channel_alarm_warn(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    if (port == nullptr || buf == nullptr || len == 0) {
+        if (port != nullptr) {
+            trace_err(port, "QSFP Get alram/warn threshold dom : Null parameters");
+        }
+        return QSFP_ERR_INVALID;
+    }
+    WorkBuffer module = work_buffer(kModuleMonitorLen);
+    WorkBuffer lanes = work_buffer(kLaneMonitorLen);
+    WorkBuffer thresholds = work_buffer(kThresholdLen);
+    if (!module || !lanes || !thresholds) {
+        if (!module) {
+            trace_err(port, "errno: module monitor memory allocation failed");
+        } else if (!lanes) {
+            trace_err(port, "errno: channel monitor memory allocation failed ");
+        } else {
+            trace_err(port, "errno: Alarm & Warn memory allocation failed");
+        }
+        return QSFP_ERR_NO_MEMORY;
+    }
+    std::uint32_t rc = read_lower(port, kModuleMonitors, kModuleMonitorLen, module.get());
+    if (rc == QSFP_OK) {
+        rc = read_lower(port, kLaneMonitors, kLaneMonitorLen, lanes.get());
+    }
+    if (rc != QSFP_OK) {
+        trace_err(port, "errno: Module Monitor reg read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    if (rc = read_thresholds(port, thresholds.get()); rc != QSFP_OK) {
+        trace_err(port, "errno: Alarm & Warn reg read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    const std::uint8_t *th = thresholds.get();
+    BoundedText t(buf, len);
+    header(t, port, "Type \t\t| Current \t| High Alarm \t| Low Alarm \t| High Warning \t| Low Warning\n");
+    t.add(std::snprintf(t.cursor(), t.left(), "%s\n", kEquals));
+
+    char current[kCell];
+    const float c = temperature_c(word(module.get(), kTempAt));
+    std::snprintf(current, sizeof current, "%c%4.2f", sign(c), std::fabs(c));
+    threshold_row(t, "Temperature (C)", current, th, kTempThresholdsAt, [](char *cell, std::uint16_t raw) {
+        const float v = temperature_c(raw);
+        std::snprintf(cell, kCell, "%c%4.2f", sign(v), std::fabs(v));
+    });
+    std::snprintf(current, sizeof current, "%2.4f", vcc_v(word(module.get(), kVccAt)));
+    threshold_row(t, "Voltage (V) ", current, th, kVccThresholdsAt,
+                  [](char *cell, std::uint16_t raw) { std::snprintf(cell, kCell, "%2.4f", vcc_v(raw)); });
+    power_rows(t, "Rx power  ", 'R', lanes.get(), kRxPowerAt, th, kRxPowerThresholdsAt);
+    power_rows(t, "Tx power  ", 'T', lanes.get(), kTxPowerAt, th, kTxPowerThresholdsAt);
+    threshold_row(t, "Tx Current (mA)", kNoThreshold, th, kBiasThresholdsAt,
+                  [](char *cell, std::uint16_t raw) { std::snprintf(cell, kCell, "%2.4f", bias_ma(raw)); });
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        std::snprintf(current, sizeof current, "Tx%u=%2.4f ", lane + 1, bias_ma(word(lanes.get(), kBiasAt + 2 * lane)));
+        lane_row(t, current);
+    }
+    return finish(t, written);
+}
+
+}  // namespace qsfp::sff8636

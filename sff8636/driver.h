@@ -1,0 +1,46 @@
+// Internal operations of the SFF-8636 driver table and the helpers its
+// steps share.
+#pragma once
+
+#include <cstdint>
+
+#include <qsfp/qsfp_sff8636.h>
+
+namespace qsfp::sff8636 {
+
+// Driver-table slots without an exported name.
+std::uint32_t modify_eq(qsfp_port_ctx *port, std::uint32_t lanes, std::uint8_t *value);
+std::uint32_t modify_deemphasis(qsfp_port_ctx *port, std::uint32_t lanes, std::uint8_t *value);
+std::uint32_t modify_amp(qsfp_port_ctx *port, std::uint32_t lanes, std::uint8_t *value);
+std::uint32_t modify_si_values(qsfp_port_ctx *port, std::uint8_t, std::uint8_t *, std::uint8_t, std::uint8_t *,
+                               std::uint8_t, std::uint8_t *, std::uint8_t, std::uint8_t *);
+std::uint32_t port_disable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_t tx_only);
+std::uint32_t port_enable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_t tx_only);
+std::uint32_t mode_config(qsfp_port_ctx *port, std::uint32_t mode);
+
+// Writes two bytes of an SI register pair on page 03h (lanes 1-2 at `reg`,
+// lanes 3-4 at `reg` + 1) in one transaction.
+std::uint32_t write_si_pair(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t first, std::uint8_t second);
+
+// Capabilities and flags the steps test.
+bool tx_eq_adaptive(const qsfp_port_ctx *port);
+bool vendor_is(const qsfp_port_ctx *port, const char *prefix);
+bool both_squelch_disables(const qsfp_port_ctx *port);
+bool rx_output_disable_usable(const qsfp_port_ctx *port);
+
+// The platform reads the whole 640-byte image in one transaction.
+bool whole_image_read(const qsfp_port_ctx *port);
+// Lower memory and upper pages 00h-03h (00h only on flat memory) into a
+// 640-byte image; failures are traced and answered.
+std::uint32_t read_image(qsfp_port_ctx *port, std::uint8_t *image);
+
+// Waits `steps` times `step_us`, asking the platform's admin-state callback
+// before each step whether an admin change is being processed; false (after
+// tracing it) when one is, and the caller abandons with kAbandoned.
+bool observe(qsfp_port_ctx *port, std::uint32_t steps, std::uint32_t step_us);
+inline constexpr std::uint32_t kAbandoned = 1;
+
+// The driver's wait, in microseconds (every wait is usleep, so time is testable).
+void wait_us(std::uint32_t us);
+
+}  // namespace qsfp::sff8636

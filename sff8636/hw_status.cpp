@@ -1,0 +1,218 @@
+// The live status record: Tx disable per lane, optical power, bias,
+// temperature, voltage, wavelength, thresholds and the latched flags.
+#include <cstring>
+
+#include "framework/trace.h"
+#include "sff8636/driver.h"
+#include "sff8636/sff8636_regs.h"
+#include "sff8636/units.h"
+
+namespace qsfp::sff8636 {
+
+namespace {
+
+constexpr std::uint32_t kLanes = 4;
+constexpr std::uint32_t kDataReadyChecks = 20;
+constexpr std::uint32_t kDataReadySteps = 10;
+constexpr std::uint32_t kStepUs = 10000;
+constexpr std::uint32_t kFlagObservationSteps = 20;
+constexpr std::uint64_t kBitBangDelay = 200000;
+constexpr std::uint32_t kLaneMonitors = 34;     // Rx power 34-41, bias 42-49
+constexpr std::uint32_t kLaneMonitorLen = 24;
+constexpr std::uint32_t kTemperature = 22;
+constexpr std::uint32_t kVcc = 26;
+constexpr std::uint32_t kWavelengthUnit = 20;   // bytes 186-187 count 0.05 nm
+// A dark receiver reads -40 dBm rather than minus infinity.
+constexpr float kDarkPowerMw = 0.0001f;
+// Modules whose Tx disable byte some makers leave unreadable.
+constexpr std::uint32_t kTypeAoc = 1;
+constexpr std::uint32_t kTypeAec = 25;
+
+// Media lane count by type code: a DWDM2 module has 2 wavelengths, the
+// single-lambda DR/FR/LR modules 1, everything else 4 lanes.
+std::uint32_t media_type(std::uint32_t type) {
+    if (type == 26) {
+        return 2;
+    }
+    return type >= 37 && type <= 39 ? 1 : 4;
+}
+
+std::uint32_t read_tx_disable(qsfp_port_ctx *port, qsfp_hw_status *status) {
+    std::uint8_t tx_disable = 0;
+    std::uint32_t rc;
+    if (whole_image_read(port)) {
+        Image image{};
+        rc = qsfp_access(port, 0, kImageBytes, kPage00, image.data(), QSFP_ACCESS_READ);
+        if (rc != QSFP_OK) {
+            trace_err(port, "errno: qsfp paged mem all page read failed. rc: 0x%x", rc);
+        }
+        tx_disable = image[kTxDisable];
+    } else {
+        rc = qsfp_access(port, kTxDisable, 1, kPage00, &tx_disable, QSFP_ACCESS_READ);
+        if (rc != QSFP_OK) {
+            trace_err(port, "Tx Disable Read error");
+        }
+    }
+    if (rc != QSFP_OK && port->hw_info.qsfp_type != kTypeAec && port->hw_info.qsfp_type != kTypeAoc) {
+        return rc;
+    }
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        status->tx_disabled[lane] = (tx_disable >> lane) & 1u;
+    }
+    return QSFP_OK;
+}
+
+enum class Readiness { ready, not_ready, abandoned };
+
+// Lower byte 2 bit 0: the module's monitors are not valid yet.
+Readiness wait_data_ready(qsfp_port_ctx *port) {
+    for (std::uint32_t check = 1; check <= kDataReadyChecks; ++check) {
+        std::uint8_t status = 0;
+        if (qsfp_access(port, kStatus, 1, kPage00, &status, QSFP_ACCESS_READ) != QSFP_OK ||
+            (status & kDataNotReady) == 0) {
+            return Readiness::ready;
+        }
+        if (check == kDataReadyChecks) {
+            break;
+        }
+        if (!observe(port, kDataReadySteps, kStepUs)) {
+            return Readiness::abandoned;
+        }
+    }
+    trace_err(port, "QSFP Tx is not data ready ");
+    return Readiness::not_ready;
+}
+
+float power_dbm_floor(std::uint16_t raw) {
+    const float mw = power_mw(raw);
+    return dbm(mw == 0.0f ? kDarkPowerMw : mw);
+}
+
+std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
+    std::uint8_t lanes[kLaneMonitorLen] = {};
+    if (const std::uint32_t rc = qsfp_access(port, kLaneMonitors, sizeof lanes, kPage00, lanes, QSFP_ACCESS_READ);
+        rc != QSFP_OK) {
+        trace_err(port, "Channel Monitor info read error");
+        return rc;
+    }
+    std::uint8_t temperature[2] = {};
+    if (const std::uint32_t rc = qsfp_access(port, kTemperature, 2, kPage00, temperature, QSFP_ACCESS_READ);
+        rc != QSFP_OK) {
+        trace_err(port, "Temperature Read error");
+        return rc;
+    }
+    std::uint8_t vcc[2] = {};
+    if (const std::uint32_t rc = qsfp_access(port, kVcc, 2, kPage00, vcc, QSFP_ACCESS_READ); rc != QSFP_OK) {
+        trace_err(port, "Voltage Read error");
+        return rc;
+    }
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        status->rx_power_dbm[lane] = power_dbm_floor(word_at(lanes + 2 * lane));
+        status->tx_bias_ma[lane] = bias_ma(word_at(lanes + 2 * kLanes + 2 * lane));
+    }
+    status->temperature = temperature_c(word_at(temperature));
+    status->vcc = vcc_v(word_at(vcc));
+    status->wavelength_nm = static_cast<float>(word_at(port->sff.wavelength) / kWavelengthUnit);
+    return QSFP_OK;
+}
+
+// Lane n of a pair of threshold-flag bytes: lanes 1 and 3 in bits 7-4,
+// lanes 2 and 4 in bits 3-0, each nibble high alarm, low alarm, high
+// warning, low warning. The entries keep the masked bit itself.
+void lane_threshold_flags(const std::uint8_t *pair, std::uint32_t (&ha)[QSFP_STATUS_LANES],
+                          std::uint32_t (&la)[QSFP_STATUS_LANES], std::uint32_t (&hw)[QSFP_STATUS_LANES],
+                          std::uint32_t (&lw)[QSFP_STATUS_LANES]) {
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        const std::uint8_t byte = pair[lane / 2];
+        const unsigned shift = lane % 2 == 0 ? 4 : 0;
+        ha[lane] = byte & (0x08u << shift);
+        la[lane] = byte & (0x04u << shift);
+        hw[lane] = byte & (0x02u << shift);
+        lw[lane] = byte & (0x01u << shift);
+    }
+}
+
+void store_flags(const std::uint8_t *flags, qsfp_hw_status *status) {
+    auto at = [&](std::uint32_t reg) { return flags[reg - kFlagsFirst]; };
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        status->rx_los[lane] = (at(3) >> lane) & 1u;
+        status->tx_los[lane] = (at(3) >> (lane + 4)) & 1u;
+        status->tx_fault[lane] = (at(4) >> lane) & 1u;
+        status->rx_cdr_lol[lane] = (at(5) >> lane) & 1u;
+        status->tx_cdr_lol[lane] = (at(5) >> (lane + 4)) & 1u;
+    }
+    lane_threshold_flags(&flags[13 - kFlagsFirst], status->tx_power_high_alarm, status->tx_power_low_alarm,
+                         status->tx_power_high_warning, status->tx_power_low_warning);
+    lane_threshold_flags(&flags[9 - kFlagsFirst], status->rx_power_high_alarm, status->rx_power_low_alarm,
+                         status->rx_power_high_warning, status->rx_power_low_warning);
+    lane_threshold_flags(&flags[11 - kFlagsFirst], status->tx_bias_high_alarm, status->tx_bias_low_alarm,
+                         status->tx_bias_high_warning, status->tx_bias_low_warning);
+    for (std::uint32_t k = 0; k < 4; ++k) {
+        status->temp_flags[k] = at(6) & (0x80u >> k);
+        status->vcc_flags[k] = at(7) & (0x80u >> k);
+    }
+}
+
+std::uint32_t read_flags(qsfp_port_ctx *port, qsfp_hw_status *status) {
+    std::uint8_t flags[kFlagsLen] = {};
+    if (port->sff.bit_bang != 0) {
+        if (const std::uint32_t rc =
+                qsfp_special_bit_bang_read(port, kFlagsFirst, kFlagsLen, kPage00, flags, kBitBangDelay);
+            rc != QSFP_OK) {
+            trace_err(port, "errno: Channel interrupt flag reg second bitbang read failed rc: 0x%x", rc);
+            return rc;
+        }
+    } else if (const std::uint32_t rc = qsfp_access(port, kFlagsFirst, kFlagsLen, kPage00, flags, QSFP_ACCESS_READ);
+               rc != QSFP_OK) {
+        trace_err(port, "errno: Channel Interrupt flag reg read failed. rc: 0x%x", rc);
+        return rc;
+    }
+    store_flags(flags, status);
+    return QSFP_OK;
+}
+
+}  // namespace
+
+}  // namespace qsfp::sff8636
+
+using namespace qsfp::sff8636;
+
+extern "C" uint32_t qsfp_port_get_hw_status(qsfp_port_ctx *port, qsfp_hw_status *status) {
+    if (port == nullptr) {
+        trace_lib_err("QSFP get hw status : NULL Qsfp Port");
+        return QSFP_ERR_INVALID;
+    }
+    if (status == nullptr) {
+        trace_err(port, "QSFP get hw status Null parameters");
+        return QSFP_ERR_INVALID;
+    }
+    std::memset(status, 0, sizeof *status);
+    if (port->is_copper == 0) {
+        if (const std::uint32_t rc = read_tx_disable(port, status); rc != QSFP_OK) {
+            return rc;
+        }
+    } else {
+        status->is_copper = 1;
+    }
+    if (port->flat_mem != 0 || port->sff.dom_supported == 0) {
+        status->media_type = media_type(port->hw_info.qsfp_type);
+        return QSFP_OK;
+    }
+    switch (wait_data_ready(port)) {
+    case Readiness::abandoned: return kAbandoned;
+    case Readiness::not_ready: return QSFP_ERR_NOT_READY;
+    case Readiness::ready: break;
+    }
+    if (const std::uint32_t rc = read_monitors(port, status); rc != QSFP_OK) {
+        return rc;
+    }
+    status->thresholds = port->thresholds;
+    if (!observe(port, kFlagObservationSteps, kStepUs)) {
+        return kAbandoned;
+    }
+    if (const std::uint32_t rc = read_flags(port, status); rc != QSFP_OK) {
+        return rc;
+    }
+    status->media_type = media_type(port->hw_info.qsfp_type);
+    return QSFP_OK;
+}

@@ -1,0 +1,25 @@
+// Conversions of SFF-8636 monitor and threshold words (big-endian) into
+// engineering units, in single precision as the status record carries them.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+namespace qsfp::sff8636 {
+
+constexpr std::uint16_t word_at(const std::uint8_t *bytes) {
+    return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
+}
+
+// Signed, 1/256 degree C.
+constexpr float temperature_c(std::uint16_t raw) { return static_cast<std::int16_t>(raw) / 256.0f; }
+// 100 uV.
+constexpr float vcc_v(std::uint16_t raw) { return raw * 0.0001f; }
+// 0.1 uW.
+constexpr float power_mw(std::uint16_t raw) { return raw * 0.0001f; }
+// 2 uA.
+constexpr float bias_ma(std::uint16_t raw) { return raw * 0.002f; }
+// 0 mW gives minus infinity.
+inline float dbm(float mw) { return 10.0f * std::log10(mw); }
+
+}  // namespace qsfp::sff8636
