@@ -1,0 +1,3 @@
+qsfp_test(sff8636/sff8636_identify_type_test)
+qsfp_test(sff8636/sff8636_lane_control_test)
+qsfp_test(sff8636/sff8636_port_state_test)
