@@ -12,6 +12,17 @@
 
 namespace qsfp::test {
 
+// Recomputes the identifier checksums of upper page 00h (bytes 191 and 223).
+inline void fix_checksums(sim::ModuleMemory &m) {
+    auto sum = [&](int first, int last) {
+        unsigned total = 0;
+        for (int a = first; a <= last; ++a) total += m.get(0, static_cast<std::uint8_t>(a));
+        return static_cast<std::uint8_t>(total);
+    };
+    m.set(0, 191, sum(128, 190));
+    m.set(0, 223, sum(192, 222));
+}
+
 // A QSFP28 with the host-writable page 03h controls of SFF-8636 (and the
 // vendor CTLE byte 223).
 inline sim::ModuleMemory qsfp28_memory() {
@@ -23,6 +34,7 @@ inline sim::ModuleMemory qsfp28_memory() {
     m.add_page(0x20);
     m.add_page(0x21);
     m.set_writable(0x20, 0xFA, 0xFA);
+    fix_checksums(m);
     return m;
 }
 
