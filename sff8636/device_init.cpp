@@ -305,6 +305,16 @@ void start_keepalive(qsfp_port_ctx *port) {
     mgd_timer_leaf_start(port->keepalive_timer, kKeepaliveSeconds, kKeepaliveNanoseconds);
 }
 
+// Steps 2 and 23. Flat-memory cables have no rate select: their enhanced
+// options byte (221) is not even read.
+std::uint8_t multirate_module(qsfp_port_ctx *port) {
+    std::uint8_t multirate = 0;
+    if (port->flat_mem == 0 && qsfp_check_multirate(port, &multirate) != QSFP_OK) {
+        trace_err(port, "QSFP multirate check failed for port: %d", port->port);
+    }
+    return multirate;
+}
+
 // Step 22: extended rate select version 2 sets both directions to the high rate.
 std::uint32_t select_bit_rate(qsfp_port_ctx *port) {
     std::uint8_t enhanced = 0;
@@ -370,10 +380,7 @@ std::uint32_t select_bit_rate(qsfp_port_ctx *port) {
 // Step 23: a multirate module is told the port's speed. Its writes decide
 // the result of the whole hardware initialisation.
 std::uint32_t configure_multirate(qsfp_port_ctx *port) {
-    std::uint8_t multirate = 0;
-    if (qsfp_check_multirate(port, &multirate) != QSFP_OK) {
-        trace_err(port, "QSFP multirate check failed for port: %d", port->port);
-    }
+    const std::uint8_t multirate = multirate_module(port);
     if (multirate == 0) {
         trace_evt(port, "QSFP is not multirated, skip the config for port: %d", port->port);
         return QSFP_OK;
@@ -402,11 +409,7 @@ std::uint32_t identify(qsfp_port_ctx *port, Image &image) {
     }
     port->flat_mem = (status & kFlatMemory) != 0 ? 1 : 0;
 
-    std::uint8_t multirate = 0;
-    if (qsfp_check_multirate(port, &multirate) != QSFP_OK) {
-        trace_err(port, "QSFP multirate check failed for port: %d", port->port);
-    }
-    if (multirate != 0) {
+    if (multirate_module(port) != 0) {
         port->rate = port->multirate_port_speed == kMultirate40G ? 40 : 100;
     }
     if (const std::uint32_t rc = read_image(port, image.data()); rc != QSFP_OK) {

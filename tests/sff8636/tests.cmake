@@ -1,3 +1,4 @@
 qsfp_test(sff8636/sff8636_identify_type_test)
 qsfp_test(sff8636/sff8636_lane_control_test)
 qsfp_test(sff8636/sff8636_port_state_test)
+qsfp_test(sff8636/sff8636_device_init_test)
