@@ -67,6 +67,7 @@ void trim_fields(qsfp_hw_info &info) {
     trim_trailing_spaces(info.serial_number, QSFP_SERIAL_LEN);
     trim_trailing_spaces(info.vid, QSFP_VID_LEN);
     trim_trailing_spaces(info.pid, QSFP_PID_LEN);
+    trim_trailing_spaces(info.module_pid, QSFP_PID_LEN);
     trim_trailing_spaces(info.clei, QSFP_CLEI_LEN);
     trim_trailing_spaces(info.vendor_pn, QSFP_VENDOR_PN_LEN);
     trim_trailing_spaces(info.vendor_rev, QSFP_VENDOR_REV_LEN);
