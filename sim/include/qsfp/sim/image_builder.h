@@ -65,6 +65,8 @@ public:
     ImageBuilder &monitors(const MonitorValues &m);
 
     const ModuleMemory &memory() const { return memory_; }
+    // The image itself, for layouts the builder has no method for.
+    ModuleMemory &edit() { return memory_; }
     // Fills in both check codes and hands the image over; the builder is then empty.
     ModuleMemory build();
 
