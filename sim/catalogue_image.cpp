@@ -112,7 +112,7 @@ void fill_compliance(ImageBuilder &b, const Recipe &r) {
         .set(kPage00, kConnector, k.connector)
         .set(kPage00, kEthernetCompliance, k.ethernet)
         .set(kPage00, kExtendedCompliance, k.extended)
-        .set(kPage00, kVendorSpecific, k.vendor_code)
+        .set(kPage00, kVendorCode, k.vendor_code)
         .set(kPage00, kDeviceTech, static_cast<std::uint8_t>(k.device_tech | (r.cooled ? kCooledTx : 0)))
         .set(kPage00, kLengthSmf, k.smf_km)
         .set(kPage00, kLengthOm3, k.om3_2m)
@@ -212,8 +212,8 @@ void fill_maker_data(ImageBuilder &b, const Recipe &r, std::size_t index) {
     for (int lane = 1; lane < kLanes; ++lane) {
         b.set_word(kPage02, static_cast<std::uint8_t>(kMakerLane2Bias + 2 * (lane - 1)), encode_bias(p.nominal.tx_bias_ma[lane]));
     }
-    b.set_text(kPage02, kMakerPid, 20, f.pid).set_text(kPage02, kMakerSpecEdcs, 6, "EDC" + digits(index % 1000, 3));
-    b.set_text(kPage02, kMakerSpecRev, 2, "A1");
+    b.set_text(kPage02, kMakerPid, 20, f.pid).set_text(kPage02, kMakerEdcs, 6, "EDC" + digits(index % 1000, 3));
+    b.set_text(kPage02, kMakerRevisionLevel, 2, "A1");
 }
 
 // The versatile diagnostics of a DWDM PAM4 module (layout in sff8636_vdm.h).

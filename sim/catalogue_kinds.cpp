@@ -19,7 +19,7 @@ constexpr std::uint8_t kQsfp28 = 0x11;
 // Connectors (SFF-8024).
 constexpr std::uint8_t kLc = 0x07;
 constexpr std::uint8_t kMpo = 0x0C;
-constexpr std::uint8_t kAdapterCage = 0x00;  // unspecified: an SFP cage inside
+constexpr std::uint8_t kAdapterCage = 0x00;  // no connector code: an SFP cage inside
 constexpr std::uint8_t kRj45 = 0x22;
 constexpr std::uint8_t kNoSeparable = 0x23;
 
@@ -96,7 +96,7 @@ constexpr Kind kKinds[] = {
     {"100G-LR", "100G-LR, one PAM4 lane at 1310 nm, LC, 10 km", 39, "QSFP28 100G LR",
      kQsfp28, kExt, 0x27, 0, kEml1310, kLc, 10, 0, 0, 1310, F::pam4, P::long_reach},
     // Byte 192 not in the driver's table: byte 224 = 5 names single-mode SR.
-    {"100G-SM-SR-EXT", "100G single-mode short reach: byte 192 unspecified, vendor code 5, LC, 2 km", 133, "QSFP28 100G SM SR",
+    {"100G-SM-SR-EXT", "100G single-mode short reach: byte 192 zero, vendor code 5, LC, 2 km", 133, "QSFP28 100G SM SR",
      kQsfp28, kExt, 0x00, 5, kDfb1310, kLc, 2, 0, 0, 1310, F::optics, P::long_reach},
     // Byte 192 not in the table, copper with no length: a passive loopback.
     {"100G-PLB", "100G passive loopback plug: byte 192 8 (not in the table), copper, length 0", 127, "QSFP TYPE 100G PASSIVE LOOPBACK",

@@ -32,7 +32,7 @@ inline constexpr std::uint8_t kFaultFlags = 4;       // Tx adaptive EQ fault 7-4
 inline constexpr std::uint8_t kLolFlags = 5;         // Tx CDR LOL 7-4, Rx CDR LOL 3-0
 inline constexpr std::uint8_t kTempFlags = 6;        // alarm/warning 7-4, TC readiness 1, init complete 0
 inline constexpr std::uint8_t kVccFlags = 7;         // alarm/warning 7-4
-inline constexpr std::uint8_t kVendorFlags = 8;      // vendor specific; bit 0 the maker's TEC-ready flag
+inline constexpr std::uint8_t kVendorFlags = 8;      // the vendor's own; bit 0 the maker's TEC-ready flag
 inline constexpr std::uint8_t kRxPowerFlags = 9;     // 9-10, a nibble per lane
 inline constexpr std::uint8_t kTxBiasFlags = 11;     // 11-12
 inline constexpr std::uint8_t kTxPowerFlags = 13;    // 13-14
@@ -135,7 +135,7 @@ inline constexpr std::uint8_t kInitCompleteImplemented = 0x10;
 inline constexpr std::uint8_t kVdmImplemented = 0x20;
 inline constexpr std::uint8_t kExtNominalRate = 222;
 inline constexpr std::uint8_t kCcExt = 223;          // sum of 192-222
-inline constexpr std::uint8_t kVendorSpecific = 224; // 224-255
+inline constexpr std::uint8_t kVendorCode = 224;     // 224-255 are the vendor's own
 inline constexpr std::uint8_t kDwdmChannel = 255;
 
 // ---- Upper page 02h: the qualifying maker's layout --------------------------------
@@ -147,8 +147,8 @@ inline constexpr std::uint8_t kMakerBiasScale = 168;  // six words, 168-179
 inline constexpr std::uint8_t kMakerTempAtMfg = 180;  // signed 8.8
 inline constexpr std::uint8_t kMakerLane1Bias = 182;  // word, 2 uA
 inline constexpr std::uint8_t kMakerPid = 192;        // 20 bytes
-inline constexpr std::uint8_t kMakerSpecEdcs = 224;   // 6 bytes
-inline constexpr std::uint8_t kMakerSpecRev = 230;    // 2 bytes
+inline constexpr std::uint8_t kMakerEdcs = 224;       // 6 bytes
+inline constexpr std::uint8_t kMakerRevisionLevel = 230;  // 2 bytes
 inline constexpr std::uint8_t kMakerLane2Bias = 234;  // lanes 2-4, 234-239
 
 // ---- Upper page 03h ------------------------------------------------------------
