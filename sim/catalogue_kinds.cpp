@@ -163,6 +163,9 @@ constexpr Kind kKinds[] = {
      kQsfpPlus, 0, 0, 230, kCopperActive, kNoSeparable, 0, 0, 12, 0, F::active_copper, P::none},
     {"4X10G-ACU-359", "4 x 10G active copper breakout by vendor code 231, 15 m", 359, "4x10G ACTIVE COPPER",
      kQsfpPlus, 0, 0, 231, kCopperActive, kNoSeparable, 0, 0, 15, 0, F::active_copper, P::none},
+    // Code 360 sits between the two active-copper ranges and is not in the table.
+    {"ACU-360", "active copper cable by vendor code 232 (code 360, not in the type table), 5 m", 0, "QSFP TYPE UNKNOWN",
+     kQsfpPlus, 0, 0, 232, kCopperActive, kNoSeparable, 0, 0, 5, 0, F::active_copper, P::none},
     {"40G-ACU-361", "40G active copper cable by vendor code 233, 7 m", 361, "QSFP+ 40G ACTIVE COPPER",
      kQsfpPlus, 0, 0, 233, kCopperActive, kNoSeparable, 0, 0, 7, 0, F::active_copper, P::none},
     {"40G-ACU-362", "40G active copper cable by vendor code 234, 8 m", 362, "QSFP+ 40G ACTIVE COPPER",

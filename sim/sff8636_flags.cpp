@@ -216,9 +216,6 @@ void Sff8636Module::refresh_locked() {
 }
 
 void Sff8636Module::clear_read_flags() {
-    if (flags_read_.none() && vdm_flags_read_.none()) {
-        return;
-    }
     for (std::size_t b = kFirstFlag; b <= kLastFlag; ++b) {
         if (flags_read_.test(b)) {
             latched_[b] = 0;
@@ -231,7 +228,7 @@ void Sff8636Module::clear_read_flags() {
     }
     flags_read_.reset();
     vdm_flags_read_.reset();
-    refresh_locked();  // a condition that still holds latches again at once
+    // The caller refreshes next: a condition that still holds latches again at once.
 }
 
 }  // namespace qsfp::sim

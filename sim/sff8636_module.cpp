@@ -248,6 +248,7 @@ void Sff8636Module::end_transaction() {
     std::lock_guard lock(mu_);
     in_transaction_ = false;
     clear_read_flags();
+    refresh_locked();  // writes and cleared flags take effect once per transaction
 }
 
 std::uint8_t Sff8636Module::on_read(std::uint8_t page, std::uint8_t addr) {
@@ -266,6 +267,7 @@ std::uint8_t Sff8636Module::on_read(std::uint8_t page, std::uint8_t addr) {
     }
     if (!in_transaction_) {
         clear_read_flags();
+        refresh_locked();
     }
     return value;
 }
@@ -290,7 +292,9 @@ void Sff8636Module::on_write(std::uint8_t page, std::uint8_t addr, std::uint8_t 
     std::lock_guard lock(mu_);
     host_writes_[key(page, addr)] = value;
     apply_control_write(page, addr, value);
-    refresh_locked();
+    if (!in_transaction_) {
+        refresh_locked();
+    }
 }
 
 void Sff8636Module::apply_control_write(std::uint8_t page, std::uint8_t addr, std::uint8_t value) {

@@ -4,8 +4,10 @@
 // flat-memory cables and the DWDM keep-alive byte.
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -591,6 +593,36 @@ TEST(Sff8636ModuleDirectTest, WholeImageReadInOneTransactionClearsFlags) {
     ASSERT_EQ(cage.read(0, 0, 640, image.data()), 0u);
     EXPECT_EQ(image[kFaultFlags], 0x01);
     EXPECT_EQ(m.read_byte(0, kFaultFlags), 0x00);
+}
+
+// Random memory (every page, with diagnostics announced and odd threshold-set
+// numbers) and random host traffic in both bus modes: every access answers.
+TEST(Sff8636ModuleRobustnessTest, RandomMemoryAndTrafficNeverFail) {
+    std::mt19937 rng(8636);
+    for (int round = 0; round < 20; ++round) {
+        ImageBuilder b(kQsfp28);
+        b.add_page(kPage20).add_page(kPage21);
+        ModuleMemory memory = b.build();
+        randomize(memory, static_cast<std::uint32_t>(round));
+        memory.set(0, kStatus, 0);
+        memory.set(0, kEnhancedOptions, 0xFF);
+        Cage cage;
+        cage.insert(std::make_unique<Sff8636Module>(std::move(memory)));
+        cage.set_direct_page(round % 2 == 1, round % 2 == 1);
+        std::vector<std::uint8_t> buf(256);
+        for (int access = 0; access < 300; ++access) {
+            const auto reg = static_cast<std::uint8_t>(rng());
+            const std::uint8_t pages[] = {0, 1, 2, 3, 0x20, 0x21};
+            const std::uint8_t page = pages[rng() % std::size(pages)];
+            const auto len = static_cast<std::uint32_t>(1 + rng() % (256 - reg));
+            if (rng() % 3 == 0) {
+                std::generate(buf.begin(), buf.end(), [&] { return static_cast<std::uint8_t>(rng()); });
+                EXPECT_EQ(cage.write(reg, page, len, buf.data()), 0u);
+            } else {
+                EXPECT_EQ(cage.read(reg, page, len, buf.data()), 0u);
+            }
+        }
+    }
 }
 
 }  // namespace
