@@ -1,3 +1,7 @@
 qsfp_test(sim/sim_module_test)
 qsfp_test(sim/sim_cage_test)
 qsfp_test(sim/sim_virtual_clock_test)
+qsfp_test(sim/sim_sff8636_module_test)
+qsfp_test(sim/sim_catalogue_test)
+qsfp_test(sim/sim_image_file_test)
+qsfp_test(sim/sim_sff8636_vdm_test)
