@@ -1,11 +1,13 @@
 // The live status record: Tx disable per lane, optical power, bias,
 // temperature, voltage, wavelength, thresholds and the latched flags.
 #include <cstring>
+#include <optional>
 
 #include "framework/trace.h"
 #include "sff8636/driver.h"
 #include "sff8636/sff8636_regs.h"
 #include "sff8636/units.h"
+#include "sff8636/vdm.h"
 
 namespace qsfp::sff8636 {
 
@@ -171,6 +173,91 @@ std::uint32_t read_flags(qsfp_port_ctx *port, qsfp_hw_status *status) {
     return QSFP_OK;
 }
 
+// Where a parameter's flags go in the status map: group * 16 + slot * 4.
+std::optional<unsigned> status_map_base(std::uint8_t type, unsigned lane) {
+    switch (type) {
+    case vdm::kLaserTemperature: return 0u;
+    case vdm::kTecCurrent: return 4u;
+    case vdm::kLaserFrequency: return 8u;
+    case vdm::kSnr: return 16 + lane * 4;
+    default: break;
+    }
+    if (type == vdm::kPreFecBerAverage || (type >= vdm::kPreFecBerMin && type <= vdm::kPreFecBerCurrent)) {
+        return 32 + lane * 4;
+    }
+    if (type == vdm::kFerAverage || (type >= vdm::kFerMin && type <= vdm::kFerCurrent)) {
+        return 48 + lane * 4;
+    }
+    return std::nullopt;
+}
+
+void store_vdm_value(qsfp_hw_status *status, std::uint8_t type, unsigned lane, double value, bool &ber_current) {
+    const auto v = static_cast<float>(value);
+    switch (type) {
+    case vdm::kLaserTemperature: status->vdm_laser_temperature = v; break;
+    case vdm::kTecCurrent: status->vdm_tec_current = v; break;
+    case vdm::kSnr: status->vdm_snr_db[lane] = v; break;
+    case vdm::kPreFecBerCurrent:
+        status->vdm_pre_fec_ber[lane] = v;
+        ber_current = true;
+        break;
+    case vdm::kPreFecBerAverage:
+        // The current BER wins where the module reports both.
+        if (!ber_current) status->vdm_pre_fec_ber[lane] = v;
+        break;
+    default: break;
+    }
+}
+
+// Page 20h holds configuration, values and latched flags, page 21h the
+// threshold sets.
+std::uint32_t read_vdm(qsfp_port_ctx *port, qsfp_hw_status *status) {
+    std::uint8_t config[kHalfPage] = {};
+    std::uint8_t thresholds[kHalfPage] = {};
+    std::uint32_t rc = qsfp_access(port, kHalfPage, kHalfPage, kPageVdmConfig, config, QSFP_ACCESS_READ);
+    if (rc == QSFP_OK) {
+        rc = qsfp_access(port, kHalfPage, kHalfPage, kPageVdmValues, thresholds, QSFP_ACCESS_READ);
+    }
+    if (rc != QSFP_OK) {
+        return rc;
+    }
+    auto at = [&](std::uint32_t reg) { return config + (reg - kHalfPage); };
+    std::uint64_t map = 0;
+    bool ber_current[QSFP_STATUS_LANES] = {};
+    for (int i = 0; i < vdm::kParameters; ++i) {
+        const std::uint8_t cfg = *at(vdm::kConfiguration + 2 * i);
+        const std::uint8_t type = *at(vdm::kConfiguration + 2 * i + 1);
+        if (type == vdm::kUnused) {
+            continue;
+        }
+        const unsigned lane = (cfg & vdm::kLaneSpecific) != 0 ? (cfg & 0x03u) : 0u;
+        const std::uint16_t value = word_at(at(vdm::kValues + 2 * i));
+        const std::uint8_t *set = thresholds + 8 * (cfg >> 4);
+        const unsigned nibble = (*at(vdm::kFlags + i / 2) >> (i % 2 == 0 ? 4 : 0)) & 0x0Fu;
+        trace_periodic(port,
+                       "Param type %u Channel %u Value=0x%x alarm high threshold=0x%x alarm low threshold=0x%x warn "
+                       "high threshold=0x%x warn low threshold=0x%x alarm high status=%x alarm low status=%xwarn high "
+                       "status=%x warn low status=%xrc=%d",
+                       type, (cfg & vdm::kLaneSpecific) != 0 ? lane + 1 : 0u, value, word_at(set), word_at(set + 2),
+                       word_at(set + 4), word_at(set + 6), (nibble >> 3) & 1u, (nibble >> 2) & 1u, (nibble >> 1) & 1u,
+                       nibble & 1u, 0);
+        if (const auto v = vdm::decode(type, value)) {
+            store_vdm_value(status, type, lane, *v, ber_current[lane]);
+        }
+        if (const auto base = status_map_base(type, lane)) {
+            // Flag order in the map: high alarm, low alarm, high warning, low warning.
+            for (unsigned flag = 0; flag < 4; ++flag) {
+                if ((nibble >> (3 - flag)) & 1u) {
+                    map |= std::uint64_t{1} << (*base + flag);
+                }
+            }
+        }
+    }
+    status->vdm_status_map[0] = static_cast<std::uint32_t>(map);
+    status->vdm_status_map[1] = static_cast<std::uint32_t>(map >> 32);
+    return QSFP_OK;
+}
+
 }  // namespace
 
 }  // namespace qsfp::sff8636
@@ -214,5 +301,11 @@ extern "C" uint32_t qsfp_port_get_hw_status(qsfp_port_ctx *port, qsfp_hw_status 
         return rc;
     }
     status->media_type = media_type(port->hw_info.qsfp_type);
+    if ((port->sff.enhanced_options & kVdmImplemented) != 0) {
+        status->vdm_present = 1;
+        if (const std::uint32_t rc = read_vdm(port, status); rc != QSFP_OK) {
+            trace_err(port, "qsfp_port_get_ext_hw_status failed with  rc: %d ", rc);
+        }
+    }
     return QSFP_OK;
 }

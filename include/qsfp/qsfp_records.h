@@ -123,7 +123,21 @@ typedef struct qsfp_hw_status {
     uint32_t media_type;      /* 199: its low byte is the module's media lane count */
     uint32_t is_copper;       /* 200 */
     uint32_t vdm_present;     /* 201: versatile diagnostics present */
-    uint32_t vdm[90];         /* 202-291: versatile-diagnostics block */
+    /* Versatile diagnostics (SFF-8636 pages 20h-21h), filled when present. */
+    float vdm_laser_temperature;          /* 202, C (parameter type 8) */
+    float vdm_tec_current;                /* 203, % (type 6) */
+    uint32_t vdm_reserved_204[20];        /* 204-223 */
+    /* 224-225: status map, low word first. Bit group * 16 + slot * 4 + flag,
+     * flag 0 high alarm, 1 low alarm, 2 high warning, 3 low warning. Group 0
+     * module parameters (slot 0 laser temperature, 1 TEC current, 2 laser
+     * frequency offset), 1 SNR, 2 pre-FEC BER, 3 frame error rate (slot = lane
+     * 1-4 as 0-3). */
+    uint32_t vdm_status_map[2];
+    uint32_t vdm_reserved_226[2];         /* 226-227 */
+    float vdm_snr_db[QSFP_STATUS_LANES];  /* 228-235, per lane (type 1) */
+    uint32_t vdm_reserved_236[4];         /* 236-239 */
+    float vdm_pre_fec_ber[QSFP_STATUS_LANES]; /* 240-247, current (type 12), else average (type 4) */
+    uint32_t vdm_reserved_248[44];        /* 248-291 */
     uint32_t coherent[108];   /* 292-399: coherent section; first byte of 292 marks it present */
 } qsfp_hw_status;
 QSFP_STATIC_ASSERT(sizeof(qsfp_hw_status) == 1600, "status record is 1600 bytes");
@@ -132,7 +146,10 @@ QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, rx_los) == 55 * 4, "Rx LOS at entry 
 QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, tx_power_high_alarm) == 95 * 4, "flags at entry 95");
 QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, temp_flags) == 191 * 4, "module flags at entry 191");
 QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, media_type) == 199 * 4, "media type at entry 199");
-QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, vdm) == 202 * 4, "diagnostics at entry 202");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, vdm_laser_temperature) == 202 * 4, "diagnostics at entry 202");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, vdm_status_map) == 224 * 4, "status map at entry 224");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, vdm_snr_db) == 228 * 4, "lane values at entry 228");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, vdm_pre_fec_ber) == 240 * 4, "lane values at entry 240");
 QSFP_STATIC_ASSERT(offsetof(qsfp_hw_status, coherent) == 292 * 4, "coherent section at entry 292");
 
 #ifdef __cplusplus
