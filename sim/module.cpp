@@ -8,6 +8,19 @@ namespace qsfp::sim {
 
 ModuleMemory::ModuleMemory() { add_page(0); }
 
+ModuleMemory::ModuleMemory(const ModuleMemory &other) { *this = other; }
+
+ModuleMemory &ModuleMemory::operator=(const ModuleMemory &other) {
+    if (this != &other) {
+        lower_ = other.lower_;
+        flat_ = other.flat_;
+        for (std::size_t p = 0; p < upper_.size(); ++p) {
+            upper_[p] = other.upper_[p] ? std::make_unique<Page>(*other.upper_[p]) : nullptr;
+        }
+    }
+    return *this;
+}
+
 void ModuleMemory::add_page(std::uint8_t page) {
     if (!upper_[page]) {
         upper_[page] = std::make_unique<Page>();

@@ -26,6 +26,10 @@ struct Page {
 class ModuleMemory {
 public:
     ModuleMemory();
+    ModuleMemory(const ModuleMemory &other);
+    ModuleMemory &operator=(const ModuleMemory &other);
+    ModuleMemory(ModuleMemory &&) noexcept = default;
+    ModuleMemory &operator=(ModuleMemory &&) noexcept = default;
 
     bool flat() const { return flat_; }
     // A flat-memory module has upper page 00h only.
