@@ -1,83 +1,103 @@
-// Demonstration of the library on the built-in emulated line card: creates a
-// port for every cage, prints what each creation found, and deletes them.
+// Demonstration of the library on the built-in emulated line card: every cage
+// holds a catalogue module (or nothing); each port is created with hardware
+// initialisation, brought up, and shown with its inventory, live status and
+// the bus traffic it cost. Time is virtual: settle periods take no wall time.
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <unistd.h>
 #include <vector>
 
 #include <qsfp/platform_ref.h>
 #include <qsfp/qsfp.h>
-#include <qsfp/sim/basic_image.h>
+#include <qsfp/qsfp_port_ops.h>
+#include <qsfp/sim/catalogue.h>
 #include <qsfp/sim/line_card.h>
 #include <qsfp/sim/virtual_clock.h>
 
 namespace {
 
 using qsfp::sim::LineCard;
-using qsfp::sim::Module;
+
+constexpr const char *kCages[] = {
+    "100G-SR4",       "KORVA-100G-LR4-TEC", "100G-PSM4",  "100G-CR4-FLAT", "100G-DWDM2",
+    "40G-SR4",        "KORVA-40G-LR4",      "40G-CR4-FLAT", "100G-AOC",     nullptr,
+};
 
 const char *table_name(const qsfp_port_ctx *port) {
-    if (port == nullptr) {
-        return "-";
+    if (std::memcmp(&port->fvt, &qsfp_fvt, sizeof qsfp_fvt) == 0) return "qsfp_fvt";
+    if (std::memcmp(&port->fvt, &qsfp_dd_fvt, sizeof qsfp_dd_fvt) == 0) return "qsfp_dd_fvt";
+    return "none";
+}
+
+void print_port(qsfp_port_ctx *port, const char *cage, std::uint32_t create_rc) {
+    qsfp_hw_info info{};
+    qsfp_hw_status status{};
+    const std::uint32_t info_rc = qsfp_port_hw_info(port, &info);
+    const std::uint32_t status_rc = qsfp_port_hw_status(port, &status);
+    std::printf("port %2u  %-20s create rc 0x%-8x table %-11s rate %3u  ready %u\n", port->port, cage, create_rc,
+                table_name(port), port->rate, port->sff.ready);
+    if (info_rc != QSFP_OK) {
+        std::printf("         no inventory (rc 0x%x)\n", info_rc);
+        return;
     }
-    auto same = [&](const qsfp_drv_fvt &t) { return std::memcmp(&port->fvt, &t, sizeof t) == 0; };
-    const qsfp_drv_fvt none{};
-    if (port->rate == 0 && same(none)) {
-        return "none";
+    std::printf("         type %3u %-34s vendor %-16s pn %-16s sn %-16s pid %s\n", info.qsfp_type, info.qsfp_type_str,
+                info.vendor_name, info.vendor_pn, info.serial_number, info.pid);
+    if (status_rc == QSFP_OK && (port->flat_mem != 0 || port->sff.dom_supported == 0)) {
+        std::printf("         no monitors (%s)\n", port->flat_mem != 0 ? "flat-memory cable" : "no DOM");
+    } else if (status_rc == QSFP_OK) {
+        std::printf("         %.2f C  %.3f V  rx", status.temperature, status.vcc);
+        for (int lane = 0; lane < 4; ++lane) std::printf(" %.2f", status.rx_power_dbm[lane]);
+        std::printf(" dBm  bias");
+        for (int lane = 0; lane < 4; ++lane) std::printf(" %.1f", status.tx_bias_ma[lane]);
+        std::printf(" mA%s\n", status.vdm_present ? "  (versatile diagnostics)" : "");
+    } else {
+        std::printf("         no live status (rc 0x%x)\n", status_rc);
     }
-    if (port->rate == 400 && same(qsfp_dd_fvt)) {
-        return "qsfp_dd_fvt";
-    }
-    if (same(qsfp_fvt)) {
-        return "qsfp_fvt";
-    }
-    return "other";
 }
 
 }  // namespace
 
 int main() {
     void *evm = qsfp_ref_event_manager_new(QSFP_REF_VIRTUAL_TIME);
-    qsfp::sim::VirtualClock::instance().drive(event_manager_levm_get(evm));
+    auto &clock = qsfp::sim::VirtualClock::instance();
+    clock.drive(event_manager_levm_get(evm));
 
-    struct Slot {
-        const char *what;
-        int identifier;  // -1: empty cage
-        bool flat;
-    };
-    const Slot slots[] = {
-        {"QSFP28 module", 0x11, false}, {"QSFP+ module", 0x0D, false}, {"QSFP+ flat-memory cable", 0x0D, true},
-        {"QSFP-DD module", 0x18, false}, {"unknown identifier 0x0C", 0x0C, false}, {"empty cage", -1, false},
-    };
-    LineCard card(std::size(slots));
+    LineCard card(std::size(kCages));
+    std::vector<qsfp_port_ctx *> ports;
+    std::vector<std::uint32_t> rcs;
     for (std::size_t i = 0; i < card.size(); ++i) {
-        if (slots[i].identifier >= 0) {
-            card.cage(i).insert(std::make_unique<Module>(
-                qsfp::sim::basic_image(static_cast<std::uint8_t>(slots[i].identifier), slots[i].flat)));
+        if (kCages[i] != nullptr) {
+            card.cage(i).insert(qsfp::sim::make_module(kCages[i]));
+        }
+        qsfp_port_create_params params = card.params(i, evm);
+        params.init_arg = 1;  // bring the module up
+        qsfp_port_create_result result{};
+        rcs.push_back(qsfp_port_create(&params, &result));
+        ports.push_back(result.handle);
+        if (result.handle != nullptr) {
+            qsfp_port_admin_state(result.handle, 0, 1, 0x0F);
         }
     }
+    const std::uint64_t start = clock.now_ns();
+    usleep(11000000);  // past every settle period (virtual time)
 
-    std::printf("%-4s %-26s %-10s %-5s %-10s %-12s %s\n", "port", "cage", "rc", "rate", "not_ready", "table",
-                "bus (transactions, bytes, 400 kHz time)");
-    std::vector<qsfp_port_ctx *> ports;
-    for (std::size_t i = 0; i < card.size(); ++i) {
-        qsfp_port_create_params params = card.params(i, evm);
-        qsfp_port_create_result result{};
-        const std::uint32_t rc = qsfp_port_create(&params, &result);
+    std::printf("Emulated line card, %zu cages, settled after %.1f s of virtual time\n\n", card.size(),
+                (clock.now_ns() - start) / 1e9);
+    for (std::size_t i = 0; i < ports.size(); ++i) {
+        if (ports[i] == nullptr) continue;
+        print_port(ports[i], kCages[i] != nullptr ? kCages[i] : "(empty cage)", rcs[i]);
         const qsfp::sim::BusStats bus = card.cage(i).stats();
-        std::printf("%-4u %-26s 0x%-8x %-5u %-10u %-12s %llu, %llu, %.1f us\n", params.port, slots[i].what, rc,
-                    result.handle != nullptr ? result.handle->rate : 0, result.not_ready, table_name(result.handle),
+        std::printf("         bus: %llu transactions, %llu bytes, %llu page selects, %.1f ms at 400 kHz\n\n",
                     static_cast<unsigned long long>(bus.transactions),
                     static_cast<unsigned long long>(bus.bytes_read + bus.bytes_written),
-                    bus.seconds_at(qsfp::sim::kBus400kHz) * 1e6);
-        ports.push_back(result.handle);
+                    static_cast<unsigned long long>(bus.page_select_writes), bus.seconds_at(qsfp::sim::kBus400kHz) * 1e3);
     }
     for (qsfp_port_ctx *port : ports) {
-        if (port != nullptr) {
-            qsfp_port_delete(port);
-        }
+        if (port != nullptr) qsfp_port_delete(port);
     }
-    std::printf("\nlibrary trace \"qsfp_evt\":\n");
-    ztrace_ref_dump(ztrace_ref_find("qsfp_evt"), stdout);
+    std::printf("error trace \"qsfp_err\":\n");
+    ztrace_ref_dump(ztrace_ref_find("qsfp_err"), stdout);
     return 0;
 }
