@@ -1,0 +1,9 @@
+# Suites of the decoders. They also reach the decoders' internal headers.
+find_package(nlohmann_json REQUIRED)
+
+function(qsfp_decode_test name)
+  qsfp_test(decode/${name} ${ARGN})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+endfunction()
+
+qsfp_decode_test(decode_value_format_test)
