@@ -7,3 +7,8 @@ function(qsfp_decode_test name)
 endfunction()
 
 qsfp_decode_test(decode_value_format_test)
+qsfp_decode_test(decode_sff8636_id_decoder_test)
+qsfp_decode_test(decode_sff8636_status_decoder_test)
+qsfp_decode_test(decode_sff8636_info_decoder_test)
+qsfp_decode_test(decode_sff8636_threshold_decoder_test)
+qsfp_decode_test(decode_sff8636_lane_decoder_test)
