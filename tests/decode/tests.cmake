@@ -1,6 +1,12 @@
 # Suites of the decoders. They also reach the decoders' internal headers.
 find_package(nlohmann_json REQUIRED)
 
+# The real module images and their page layouts.
+add_library(qsfp_decode_test_images STATIC ${CMAKE_CURRENT_SOURCE_DIR}/decode/image_files.cpp)
+target_include_directories(qsfp_decode_test_images PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+target_compile_definitions(qsfp_decode_test_images PRIVATE QSFP_TEST_DATA_DIR="${QSFP_TEST_DATA_DIR}")
+target_link_libraries(qsfp_decode_test_images PUBLIC nlohmann_json::nlohmann_json PRIVATE qsfp_warnings)
+
 function(qsfp_decode_test name)
   qsfp_test(decode/${name} ${ARGN})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
@@ -12,3 +18,5 @@ qsfp_decode_test(decode_sff8636_status_decoder_test)
 qsfp_decode_test(decode_sff8636_info_decoder_test)
 qsfp_decode_test(decode_sff8636_threshold_decoder_test)
 qsfp_decode_test(decode_sff8636_lane_decoder_test)
+qsfp_decode_test(decode_compliance_test LIBRARIES qsfp_decode_test_images)
+qsfp_decode_test(decode_page_dump_test)
