@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,11 @@ struct ModuleImage {
     // The named pages one after the other, absent ones zero-filled.
     std::vector<std::uint8_t> layout(const std::vector<std::string> &order) const;
 };
+
+// How a test names an image in its messages.
+inline void PrintTo(const ModuleImage &image, std::ostream *os) {
+    *os << image.name;
+}
 
 // Images whose file names start with `prefix` ("sff8636_", "cmis_") in the top
 // level of tests/data/eeprom, sorted by name.
