@@ -125,6 +125,13 @@ struct DriverRecords {
     qsfp_hw_info info{};
 };
 
+// The inventory texts are printed whole; a driver that filled one to the brim
+// still gets it cut at its own field.
+template <std::size_t N>
+void terminate(char (&text)[N]) {
+    text[N - 1] = '\0';
+}
+
 void read_driver_records(qsfp_port_ctx *port, DriverRecords &d) {
     qsfp_hw_status status{};
     if (port->fvt.get_hw_status != nullptr) {
@@ -134,6 +141,11 @@ void read_driver_records(qsfp_port_ctx *port, DriverRecords &d) {
     if (port->fvt.get_hw_info != nullptr) {
         port->fvt.get_hw_info(port, &d.info);
     }
+    terminate(d.info.serial_number);
+    terminate(d.info.clei);
+    terminate(d.info.vendor_pn);
+    terminate(d.info.vid);
+    terminate(d.info.pid);
 }
 
 std::uint32_t decode_paged(const std::uint8_t *pages, Records &r) {

@@ -19,7 +19,6 @@ using namespace qsfp::test;
 
 constexpr std::uint32_t kDriverSize = 9000;
 constexpr std::size_t kPage02 = 384;
-constexpr std::size_t kPage03 = 512;
 
 // A paged module with all of pages 00h-03h.
 std::vector<std::uint8_t> paged_image() {
