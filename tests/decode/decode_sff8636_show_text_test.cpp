@@ -196,6 +196,20 @@ TEST(Sff8636ShowText, DriverWithoutTheSlotsLeavesTheRecordsEmpty) {
     EXPECT_TRUE(has(r.text, "Rx Power\nMSA Data (Upper Memory Page 03)"));
 }
 
+TEST(Sff8636ShowText, InventoryTextsAreCutAtTheirFields) {
+    qsfp_port_ctx port = show_text_port(7, false);
+    port.fvt.get_hw_info = [](qsfp_port_ctx *, qsfp_hw_info *info) -> std::uint32_t {
+        *info = fixed_hw_info();
+        std::memset(info->serial_number, 'S', sizeof info->serial_number);  // no terminator
+        std::memset(info->pid, 'P', sizeof info->pid);
+        return 0;
+    };
+    const BuiltText r = build(paged_image(), kDriverSize, false, &port);
+    ASSERT_EQ(r.rc, 0);
+    EXPECT_TRUE(has(r.text, "\n\tVendor Serial Number: " + std::string(16, 'S') + "\n\tDate Code"));
+    EXPECT_TRUE(has(r.text, "\n\tProduct Id: " + std::string(20, 'P') + "\nMSA Data (Upper Memory Page 02)"));
+}
+
 TEST(Sff8636ShowText, LaneLinesFollowTheLaneCount) {
     qsfp_port_ctx port = show_text_port(7, false);
     port.fvt.get_hw_status = [](qsfp_port_ctx *, qsfp_hw_status *s) -> std::uint32_t {
