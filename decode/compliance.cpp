@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include <qsfp/qsfp_compliance.h>
+#include <qsfp/qsfp_types.h>
 
 namespace {
 
@@ -22,6 +23,9 @@ std::uint8_t sum(const std::uint8_t *mem, std::size_t first, std::size_t end) {
 
 std::uint32_t check(const std::uint8_t *mem, std::size_t first, std::size_t checksum, std::uint8_t *stored,
                     std::uint8_t *computed, std::uint32_t mismatch) {
+    if (mem == nullptr) {
+        return QSFP_ERR_INVALID;
+    }
     const std::uint8_t s = mem[checksum];
     const std::uint8_t c = sum(mem, first, checksum);
     if (stored != nullptr) {
@@ -44,6 +48,9 @@ extern "C" uint32_t qsfp_xcvr_check_compliance_ext_chksum(const uint8_t *mem, ui
 }
 
 extern "C" uint32_t qsfp_xcvr_check_compliance(const uint8_t *mem, uint32_t *result) {
+    if (result == nullptr) {
+        return QSFP_ERR_INVALID;
+    }
     std::uint32_t r = QSFP_COMPLIANCE_NO_IMAGE;
     if (mem != nullptr) {
         std::uint8_t stored = 0;
@@ -53,8 +60,6 @@ extern "C" uint32_t qsfp_xcvr_check_compliance(const uint8_t *mem, uint32_t *res
             r = qsfp_xcvr_check_compliance_ext_chksum(mem, &stored, &computed);
         }
     }
-    if (result != nullptr) {
-        *result = r;
-    }
-    return 0;
+    *result = r;
+    return QSFP_OK;
 }

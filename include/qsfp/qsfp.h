@@ -9,5 +9,6 @@
 #include <qsfp/qsfp_records.h>
 #include <qsfp/platform.h>
 #include <qsfp/qsfp_port.h>
+#include <qsfp/qsfp_decode.h>
 
 #endif /* QSFP_QSFP_H */

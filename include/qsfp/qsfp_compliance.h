@@ -18,10 +18,13 @@ extern "C" {
 #define QSFP_COMPLIANCE_EXT_CHECKSUM 4u
 
 /* `mem` is lower memory followed by upper page 00h. Each check stores the
- * stored and the computed byte and answers 0 when they match. */
+ * stored and the computed byte and answers 0 when they match, its mismatch
+ * code when they do not, and QSFP_ERR_INVALID (storing nothing) for a null
+ * image. */
 uint32_t qsfp_xcvr_check_compliance_base_chksum(const uint8_t *mem, uint8_t *stored, uint8_t *computed);
 uint32_t qsfp_xcvr_check_compliance_ext_chksum(const uint8_t *mem, uint8_t *stored, uint8_t *computed);
-/* Always 0; the result (one of the codes above) goes to `result`. */
+/* 0, with the result (one of the codes above) in `result`; QSFP_ERR_INVALID
+ * for a null `result`. */
 uint32_t qsfp_xcvr_check_compliance(const uint8_t *mem, uint32_t *result);
 
 #ifdef __cplusplus
