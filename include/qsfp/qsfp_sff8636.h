@@ -79,6 +79,10 @@ uint32_t qsfp_port_get_hw_info(qsfp_port_ctx *port, qsfp_hw_info *info);
 uint32_t qsfp_port_get_hw_status(qsfp_port_ctx *port, qsfp_hw_status *status);
 void trim_trailing_spaces(char *text, int length);
 
+/* Register decode: the module's memory as show text in `buffer`, which holds
+ * 9000 characters; the second and third arguments are not used. */
+uint32_t qsfp_phy_reg_decode(qsfp_port_ctx *port, void **text, uint32_t *len, char *buffer);
+
 #ifdef __cplusplus
 }
 #endif

@@ -9,6 +9,7 @@
 #include <qsfp/sim/catalogue.h>
 #include <qsfp/sim/image_file.h>
 
+#include "sff8636/real_images.h"
 #include "sff8636/sff_port.h"
 
 namespace {
@@ -78,34 +79,13 @@ TEST_F(InventoryTest, EveryCatalogueModule) {
     }
 }
 
-struct ImageCase {
-    std::filesystem::path file;
-    std::uint32_t compliance;
-};
-
-std::vector<std::filesystem::path> image_files(const std::string &folder) {
-    std::vector<std::filesystem::path> out;
-    for (const auto &f : std::filesystem::directory_iterator(std::filesystem::path(QSFP_TEST_DATA_DIR) / "eeprom" / folder)) {
-        if (f.path().extension() == ".bin" && f.path().filename().string().rfind("sff8636_", 0) == 0) {
-            out.push_back(f.path());
-        }
-    }
-    std::sort(out.begin(), out.end());
-    return out;
-}
-
 TEST_F(InventoryTest, EveryRealSff8636Image) {
-    const auto files = image_files("");
+    const auto files = sff8636_image_files();
     ASSERT_GE(files.size(), 25u);
     for (const auto &file : files) {
-        auto load = qsfp::sim::load_image_file(file);
-        ASSERT_TRUE(load.memory.has_value()) << file << ": " << load.error;
-        ModuleMemory &m = *load.memory;
-        // Most captures hold lower memory and page 00h only; a paged module
-        // had pages 01h-03h too, with contents that were not captured.
-        if (!m.flat()) {
-            for (std::uint8_t page = 1; page <= 3; ++page) m.add_page(page);
-        }
+        auto memory = real_module_memory(file);
+        ASSERT_TRUE(memory.has_value()) << file;
+        const ModuleMemory &m = *memory;
         insert(0, std::make_unique<qsfp::sim::Module>(ModuleMemory(m)));
         qsfp_port_create_params p = params(0);
         qsfp_port_create_result r{};
