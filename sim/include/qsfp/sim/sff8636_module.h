@@ -21,6 +21,7 @@
 
 #include <qsfp/sim/module.h>
 #include <qsfp/sim/sff8636_map.h>
+#include <qsfp/sim/sff8636_vdm.h>
 
 namespace qsfp::sim {
 
@@ -106,7 +107,7 @@ private:
     };
     // Latched flag bytes, indexed by lower address (3-14 used).
     using FlagBytes = std::array<std::uint8_t, sff8636::kLastFlag + 1>;
-    static constexpr int kVdmFlagBytes = 12;
+    static constexpr int kVdmFlagBytes = vdm::kFlagBytes;
     using VdmFlagBytes = std::array<std::uint8_t, kVdmFlagBytes>;
 
     std::uint64_t now_ns() const;
