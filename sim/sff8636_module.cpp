@@ -312,6 +312,18 @@ void Sff8636Module::apply_control_write(std::uint8_t page, std::uint8_t addr, st
         return;
     }
     memory().set(page, addr, kept);
+    if (page == kPage20 && addr == vdm::kControl) {
+        apply_vdm_control(kept);
+    }
+}
+
+void Sff8636Module::apply_vdm_control(std::uint8_t value) {
+    // Error reset: every write with bit 7 set clears the latched diagnostics
+    // flags; the next refresh latches again whatever still holds. The bit is
+    // left as written.
+    if ((value & vdm::kErrorReset) && vdm_locked()) {
+        vdm_latched_ = {};
+    }
 }
 
 }  // namespace qsfp::sim

@@ -1,7 +1,8 @@
 // Versatile diagnostics on pages 20h-21h in the rev 2.10a register layout: the
 // number formats and type table, a catalogue DWDM module as the host reads it,
 // flags that latch against the threshold sets, clear on read and re-latch,
-// their masks and IntL, and which bytes take writes.
+// their masks and IntL, error reset through byte 250, and which bytes take
+// writes.
 #include <unistd.h>
 
 #include <chrono>
@@ -289,6 +290,52 @@ TEST_P(VdmModuleTest, FlagsAssertIntLUnlessMasked) {
     EXPECT_FALSE(intl());
 }
 
+TEST_P(VdmModuleTest, ErrorResetClearsEveryLatchedFlag) {
+    module_->set_vdm_value(0, 80.0);
+    module_->set_vdm_value(9, 5e-4);
+    module_->set_vdm_value(0, 45.0);
+    module_->set_vdm_value(9, 2e-5);  // both conditions gone, both flags latched
+    module_->set_tx_fault(0, true);
+    module_->set_tx_fault(0, false);
+    EXPECT_TRUE(intl());
+    bus_->write(kPage20, vdm::kControl, vdm::kErrorReset);
+    EXPECT_EQ(all_flags(), std::vector<std::uint8_t>(vdm::kFlagBytes, 0));
+    EXPECT_EQ(bus_->read(kPage20, vdm::kControl), 0x80);  // reads back as written
+    EXPECT_EQ(module_->host_wrote(kPage20, vdm::kControl), 0x80);
+    EXPECT_EQ(bus_->read(kFaultFlags), 0x01);  // lower-memory flags are not touched
+    EXPECT_FALSE(intl());
+}
+
+TEST_P(VdmModuleTest, ErrorResetReLatchesWhatStillHolds) {
+    module_->set_vdm_value(9, 5e-4);
+    module_->set_vdm_value(0, 80.0);
+    module_->set_vdm_value(0, 45.0);
+    bus_->write(kPage20, vdm::kControl, 0x80);
+    std::vector<std::uint8_t> expected(vdm::kFlagBytes, 0);
+    expected[4] = 0x0A;
+    EXPECT_EQ(all_flags(), expected);
+    EXPECT_TRUE(intl());
+}
+
+TEST_P(VdmModuleTest, ControlWritesWithoutBit7ClearNothing) {
+    module_->set_vdm_value(9, 5e-4);
+    module_->set_vdm_value(9, 2e-5);
+    bus_->write(kPage20, vdm::kControl, 0x7F);
+    EXPECT_EQ(bus_->read(kPage20, vdm::kControl), 0x7F);
+    EXPECT_EQ(flags_of(9), 0x0A);
+    EXPECT_EQ(flags_of(9), 0x00);
+}
+
+TEST_P(VdmModuleTest, TheKeepAliveWrittenAgainClearsAgain) {
+    bus_->write(kPage20, vdm::kControl, 0x80);
+    module_->set_vdm_value(1, 95.0);  // TEC current above its high alarm
+    module_->set_vdm_value(1, 35.5);
+    EXPECT_TRUE(intl());
+    bus_->write(kPage20, vdm::kControl, 0x80);
+    EXPECT_FALSE(intl());
+    EXPECT_EQ(flags_of(1), 0x00);
+}
+
 TEST_P(VdmModuleTest, OnlyTheMasksAndByte250TakeWrites) {
     const std::vector<std::uint8_t> page20 = bus_->read_range(kPage20, 128, 128);
     const std::vector<std::uint8_t> page21 = bus_->read_range(kPage21, 128, 128);
@@ -396,6 +443,7 @@ TEST(VdmEdgeTest, RandomMemoryIsHandledSafely) {
             module.read_byte(kPage20, static_cast<std::uint8_t>(a));
             module.read_byte(kPage21, static_cast<std::uint8_t>(a));
         }
+        module.write_byte(kPage20, vdm::kControl, vdm::kErrorReset);
     }
 }
 

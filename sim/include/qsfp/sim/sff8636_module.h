@@ -135,6 +135,7 @@ private:
     FlagBytes conditions() const;
     VdmFlagBytes vdm_conditions() const;
     void clear_read_flags();
+    void apply_vdm_control(std::uint8_t value);
 
     std::uint8_t write_mask(std::uint8_t page, std::uint8_t addr, bool *write_only) const;
     void apply_control_write(std::uint8_t page, std::uint8_t addr, std::uint8_t value);

@@ -16,8 +16,8 @@
 //              belongs to one lane), bits 1-0 its lane (0-3 for lanes 1-4);
 //              second byte the type code (0 = unused)
 //   248-249    lane mapping (read-only)
-//   250        control, host written (DWDM hosts write 80h here as their
-//              keep-alive)
+//   250        control, host written: bit 7 error reset (DWDM hosts write 80h
+//              here as their keep-alive)
 //   251-255    reserved
 // Page 21h:
 //   128 + 8s   threshold set s (0-15): high alarm, low alarm, high warning,
@@ -52,6 +52,7 @@ inline constexpr std::uint8_t kValues = 152;
 inline constexpr std::uint8_t kConfig = 200;
 inline constexpr std::uint8_t kLaneMapping = 248;
 inline constexpr std::uint8_t kControl = sff8636::kKeepAlive;
+inline constexpr std::uint8_t kErrorReset = 0x80;  // byte 250 bit 7
 // Page 21h.
 inline constexpr std::uint8_t kThresholds = 128;
 
