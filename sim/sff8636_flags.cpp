@@ -97,7 +97,7 @@ bool Sff8636Module::transmitting_locked(int lane) const {
 
 bool Sff8636Module::vdm_locked() const {
     const ModuleMemory &m = memory();
-    return !m.flat() && m.has_page(kPage20) && m.has_page(kPage21) && (m.get(0, kEnhancedOptions) & kVdmImplemented);
+    return !m.flat() && m.has_page(kPage20) && m.has_page(kPage21) && (m.get(kPage00, kOptions3) & kPages20To21);
 }
 
 bool Sff8636Module::intl_locked() const {

@@ -386,9 +386,9 @@ INSTANTIATE_TEST_SUITE_P(BothBusModes, VdmModuleTest, ::testing::Values(BusMode:
 
 // ---- Hand-made modules -------------------------------------------------------------------
 
-ImageBuilder diagnostics_image(std::uint8_t options3, std::uint8_t enhanced = kVdmImplemented) {
+ImageBuilder diagnostics_image(std::uint8_t options3) {
     ImageBuilder b(0x11);
-    b.add_page(kPage20).add_page(kPage21).set(kPage00, kOptions3, options3).set(kPage00, kEnhancedOptions, enhanced);
+    b.add_page(kPage20).add_page(kPage21).set(kPage00, kOptions3, options3);
     return b;
 }
 
@@ -426,12 +426,21 @@ TEST(VdmEdgeTest, VendorTypesNeverFlag) {
     EXPECT_EQ(module.read_byte(kPage20, vdm::kFlags), 0x00);
 }
 
+TEST(VdmEdgeTest, Byte195Bit0AloneAnnouncesThem) {
+    ImageBuilder b = diagnostics_image(kPages20To21);
+    vdm::set_parameter(b.edit(), 0, {8, 0, false, 0});
+    Sff8636Module module(b.build());
+    EXPECT_TRUE(module.vdm_implemented());
+    EXPECT_TRUE(module.set_vdm_value(0, 1.0));  // above a zero high alarm
+    EXPECT_EQ(module.read_byte(kPage20, vdm::kFlags), 0xA0);
+}
+
 TEST(VdmEdgeTest, RandomMemoryIsHandledSafely) {
     for (std::uint32_t seed = 1; seed <= 20; ++seed) {
         ImageBuilder b = diagnostics_image(kPages20To21);
         ModuleMemory memory = b.build();
         randomize(memory, seed);
-        memory.set(kPage00, kEnhancedOptions, static_cast<std::uint8_t>(memory.get(kPage00, kEnhancedOptions) | kVdmImplemented));
+        memory.set(kPage00, kOptions3, static_cast<std::uint8_t>(memory.get(kPage00, kOptions3) | kPages20To21));
         memory.set(0, kPageSelectReg, 0);
         Sff8636Module module(std::move(memory));
         ASSERT_TRUE(module.vdm_implemented());
@@ -447,9 +456,11 @@ TEST(VdmEdgeTest, RandomMemoryIsHandledSafely) {
     }
 }
 
-// Pages 20h-21h without byte 221 bit 5: no diagnostics behaviour at all.
+// Pages 20h-21h without byte 195 bit 0: no diagnostics behaviour at all, even
+// with byte 221 bit 5 set.
 TEST(VdmAbsentTest, PagesWithoutTheAnnouncementAreJustMemory) {
-    ImageBuilder b = diagnostics_image(kPages20To21, 0);
+    ImageBuilder b = diagnostics_image(0);
+    b.set(kPage00, kEnhancedOptions, kVdmImplemented);
     vdm::set_parameter(b.edit(), 0, {8, 0, false, 0});
     vdm::set_value(b.edit(), 0, 8, 45.0);  // above a zero high alarm, were it evaluated
     Sff8636Module m(b.build());

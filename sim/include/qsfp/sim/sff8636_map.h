@@ -130,8 +130,9 @@ inline constexpr std::uint8_t kEnhancedOptions = 221;
 inline constexpr std::uint8_t kSoftwareResetImplemented = 0x01;
 inline constexpr std::uint8_t kTcReadinessImplemented = 0x02;
 inline constexpr std::uint8_t kInitCompleteImplemented = 0x10;
-// Bit 5 is reserved in rev 2.10a; this emulator's modules set it to announce
-// the versatile diagnostics of pages 20h-21h (sff8636_vdm.h).
+// Bit 5 is reserved in rev 2.10a; our catalogue's modules with versatile
+// diagnostics set it next to byte 195 bit 0 because our driver looks at it.
+// The emulated module itself goes by byte 195 bit 0 (sff8636_vdm.h).
 inline constexpr std::uint8_t kVdmImplemented = 0x20;
 inline constexpr std::uint8_t kExtNominalRate = 222;
 inline constexpr std::uint8_t kCcExt = 223;          // sum of 192-222

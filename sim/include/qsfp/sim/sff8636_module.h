@@ -81,6 +81,7 @@ public:
     bool intl_asserted() const;
 
     // ---- Versatile diagnostics (pages 20h-21h) -------------------------------------------
+    // Announced by page 00h byte 195 bit 0 on a paged module that has both pages.
     bool vdm_implemented() const;
     // Sets parameter `index` (0-23) in the engineering unit of its type; false
     // when the module has no such parameter.

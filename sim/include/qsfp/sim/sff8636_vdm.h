@@ -1,7 +1,8 @@
 // Versatile diagnostics on upper pages 20h-21h of an SFF-8636 module, in the
 // SFF-8636 rev 2.10a register layout. A module announces them with page 00h
-// byte 221 bit 5 (and byte 195 bit 0, pages 20h-21h provided). Up to 24
-// parameters i = 0-23, each with a type, an optional lane, a live value, a
+// byte 195 bit 0 (pages 20h-21h provided); the catalogue's modules also set
+// byte 221 bit 5, reserved in rev 2.10a, because our driver looks at it. Up to
+// 24 parameters i = 0-23, each with a type, an optional lane, a live value, a
 // threshold set and four latched flags.
 //
 // Page 20h:
