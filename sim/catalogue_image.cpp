@@ -237,11 +237,11 @@ struct VdmSet {
 
 constexpr VdmSet kVdmSets[] = {
     {vdm_type::kLaserTemperature, {70, 20, 65, 25}},    // C, held near 45 by the TEC
-    {vdm_type::kTecCurrent, {90, -90, 80, -80}},        // % of maximum, negative heating
+    {vdm_type::kTecCurrent, {90, -90, 80, -80}},        // % of maximum, negative when heating
     {vdm_type::kFrequencyOffset, {2.5, -2.5, 2.0, -2.0}},  // GHz from the ITU grid
     {vdm_type::kSnr, {40, 15, 35, 18}},                 // dB
     {vdm_type::kLevelTransition, {40, 15, 35, 17}},     // dB
-    {vdm_type::kBerCurrent, {2.4e-4, 0, 1.0e-4, 0}},    // the KP4 FEC limit, with a margin
+    {vdm_type::kBerCurrent, {2.4e-4, 0, 1.0e-4, 0}},    // alarm at the KP4 FEC limit, warning below it
     {vdm_type::kBerAverage, {2.4e-4, 0, 1.0e-4, 0}},
     {vdm_type::kFerCurrent, {1.0e-4, 0, 1.0e-5, 0}},
 };
