@@ -216,39 +216,85 @@ void fill_maker_data(ImageBuilder &b, const Recipe &r, std::size_t index) {
     b.set_text(kPage02, kMakerRevisionLevel, 2, "A1");
 }
 
-// The versatile diagnostics of a DWDM PAM4 module (layout in sff8636_vdm.h).
+// The versatile diagnostics of a DWDM PAM4 module (layout in sff8636_vdm.h):
+// one threshold set per type, module-level laser temperature and TEC current
+// (one cooled laser assembly), the rest once per wavelength on lanes 1-2.
+namespace vdm_type {
+constexpr std::uint8_t kSnr = 1;
+constexpr std::uint8_t kLevelTransition = 3;
+constexpr std::uint8_t kBerAverage = 4;
+constexpr std::uint8_t kTecCurrent = 6;
+constexpr std::uint8_t kFrequencyOffset = 7;
+constexpr std::uint8_t kLaserTemperature = 8;
+constexpr std::uint8_t kBerCurrent = 12;
+constexpr std::uint8_t kFerCurrent = 16;
+}  // namespace vdm_type
+
 struct VdmSet {
     std::uint8_t type;
     vdm::Limits limits;
 };
+
+constexpr VdmSet kVdmSets[] = {
+    {vdm_type::kLaserTemperature, {70, 20, 65, 25}},    // C, held near 45 by the TEC
+    {vdm_type::kTecCurrent, {90, -90, 80, -80}},        // % of maximum, negative when heating
+    {vdm_type::kFrequencyOffset, {2.5, -2.5, 2.0, -2.0}},  // GHz from the ITU grid
+    {vdm_type::kSnr, {40, 15, 35, 18}},                 // dB
+    {vdm_type::kLevelTransition, {40, 15, 35, 17}},     // dB
+    {vdm_type::kBerCurrent, {2.4e-4, 0, 1.0e-4, 0}},    // alarm at the KP4 FEC limit, warning below it
+    {vdm_type::kBerAverage, {2.4e-4, 0, 1.0e-4, 0}},
+    {vdm_type::kFerCurrent, {1.0e-4, 0, 1.0e-5, 0}},
+};
+static_assert(std::size(kVdmSets) <= vdm::kThresholdSets);
+
+constexpr int set_of(std::uint8_t type) {
+    for (std::size_t s = 0; s < std::size(kVdmSets); ++s) {
+        if (kVdmSets[s].type == type) {
+            return static_cast<int>(s);
+        }
+    }
+    return -1;
+}
+
 struct VdmSlot {
     std::uint8_t type;
-    std::uint8_t set;
-    std::uint8_t lane;
+    int lane;  // 0 module-level, 1-2 the wavelength's lane
     double value;
 };
 
-constexpr VdmSet kVdmSets[vdm::kThresholdSets] = {
-    {1, {75, -5, 70, 0}},              // laser temperature, C
-    {2, {2500, -2500, 2000, -2000}},   // laser frequency error, MHz
-    {3, {90, -90, 80, -80}},           // TEC current, %
-    {4, {100, -1, 90, -1}},            // laser age, %
-    {5, {40, 15, 35, 18}},             // eSNR, dB
-    {6, {40, 15, 35, 17}},             // PAM4 level transition, dB
-    {7, {2.4e-4, 0, 1.0e-4, 0}},       // pre-FEC BER
-    {11, {1.0e-4, 0, 1.0e-5, 0}},      // errored frames
-    {12, {45, 15, 40, 18}},            // OSNR, dB
-};
-
 constexpr VdmSlot kVdmSlots[] = {
-    {1, 0, 0, 45.0},     {2, 1, 1, 120},     {2, 1, 2, -80},     {3, 2, 0, 35.5},
-    {4, 3, 0, 3.2},      {5, 4, 1, 24.5},    {5, 4, 2, 23.75},   {6, 5, 1, 22.0},
-    {6, 5, 2, 21.5},     {7, 6, 1, 3.2e-6},  {8, 6, 1, 1.1e-6},  {9, 6, 1, 7.5e-6},
-    {10, 6, 1, 3.0e-6},  {7, 6, 2, 4.1e-6},  {8, 6, 2, 1.9e-6},  {9, 6, 2, 8.8e-6},
-    {10, 6, 2, 4.0e-6},  {11, 7, 1, 0},      {11, 7, 2, 0},      {12, 8, 1, 28.3},
-    {12, 8, 2, 27.9},
+    {vdm_type::kLaserTemperature, 0, 45.0}, {vdm_type::kTecCurrent, 0, 35.5},
+    {vdm_type::kFrequencyOffset, 1, 0.3},   {vdm_type::kFrequencyOffset, 2, -0.2},
+    {vdm_type::kSnr, 1, 24.0},              {vdm_type::kSnr, 2, 23.5},
+    {vdm_type::kLevelTransition, 1, 22.0},  {vdm_type::kLevelTransition, 2, 21.5},
+    {vdm_type::kBerCurrent, 1, 2.0e-5},     {vdm_type::kBerCurrent, 2, 2.6e-5},
+    {vdm_type::kBerAverage, 1, 1.8e-5},     {vdm_type::kBerAverage, 2, 2.4e-5},
+    {vdm_type::kFerCurrent, 1, 0},          {vdm_type::kFerCurrent, 2, 0},
 };
 static_assert(std::size(kVdmSlots) <= vdm::kParameters);
+static_assert([] {
+    for (const VdmSlot &slot : kVdmSlots) {
+        if (set_of(slot.type) < 0 || slot.lane < 0 || slot.lane > 2) {
+            return false;
+        }
+    }
+    return true;
+}());
+
+void fill_vdm(ModuleMemory &m) {
+    for (std::size_t s = 0; s < std::size(kVdmSets); ++s) {
+        vdm::set_threshold_set(m, static_cast<int>(s), kVdmSets[s].type, kVdmSets[s].limits);
+    }
+    for (std::size_t i = 0; i < std::size(kVdmSlots); ++i) {
+        const VdmSlot &slot = kVdmSlots[i];
+        const int index = static_cast<int>(i);
+        const bool per_lane = slot.lane > 0;
+        const auto set = static_cast<std::uint8_t>(set_of(slot.type));
+        const auto lane = static_cast<std::uint8_t>(per_lane ? slot.lane - 1 : 0);
+        vdm::set_parameter(m, index, {slot.type, set, per_lane, lane});
+        vdm::set_value(m, index, slot.type, slot.value);
+    }
+}
 
 void fill_dwdm(ImageBuilder &b, const Recipe &r) {
     const bool dwdm = r.kind->code == 26;
@@ -262,16 +308,7 @@ void fill_dwdm(ImageBuilder &b, const Recipe &r) {
     if (!r.vdm) {
         return;
     }
-    ModuleMemory &m = b.edit();
-    for (int s = 0; s < vdm::kThresholdSets; ++s) {
-        vdm::set_threshold_set(m, s, kVdmSets[s].type, kVdmSets[s].limits);
-    }
-    for (std::size_t i = 0; i < std::size(kVdmSlots); ++i) {
-        const VdmSlot &slot = kVdmSlots[i];
-        const int index = static_cast<int>(i);
-        vdm::set_parameter(m, index, {slot.type, slot.set, slot.lane});
-        vdm::set_value(m, index, slot.type, slot.value);
-    }
+    fill_vdm(b.edit());
 }
 
 std::vector<std::uint8_t> serialise(const ModuleMemory &m, std::vector<std::uint8_t> &pages) {

@@ -97,7 +97,7 @@ bool Sff8636Module::transmitting_locked(int lane) const {
 
 bool Sff8636Module::vdm_locked() const {
     const ModuleMemory &m = memory();
-    return !m.flat() && m.has_page(kPage20) && m.has_page(kPage21) && (m.get(0, kEnhancedOptions) & kVdmImplemented);
+    return !m.flat() && m.has_page(kPage20) && m.has_page(kPage21) && (m.get(kPage00, kOptions3) & kPages20To21);
 }
 
 bool Sff8636Module::intl_locked() const {
@@ -109,7 +109,7 @@ bool Sff8636Module::intl_locked() const {
     }
     if (vdm_locked()) {
         for (int k = 0; k < kVdmFlagBytes; ++k) {
-            if (vdm_latched_[k] & ~memory().get(kPage21, static_cast<std::uint8_t>(vdm::kMasks + k))) {
+            if (vdm_latched_[k] & ~memory().get(kPage20, static_cast<std::uint8_t>(vdm::kMasks + k))) {
                 return true;
             }
         }
@@ -187,7 +187,7 @@ void Sff8636Module::write_status() {
     }
     if (vdm_locked()) {
         for (int k = 0; k < kVdmFlagBytes; ++k) {
-            m.set(kPage21, static_cast<std::uint8_t>(vdm::kFlags + k), vdm_latched_[k]);
+            m.set(kPage20, static_cast<std::uint8_t>(vdm::kFlags + k), vdm_latched_[k]);
         }
     }
     auto status = static_cast<std::uint8_t>(m.get(0, kStatus) & ~(kDataNotReady | kIntL));

@@ -24,6 +24,7 @@ struct WriteRule {
     std::uint8_t last;
     std::uint8_t mask;
     bool write_only = false;  // accepted, never read back (password areas)
+    bool vdm_only = false;    // writable only when the versatile diagnostics are announced
 };
 
 constexpr std::uint8_t kAnyPage = 0;
@@ -43,8 +44,10 @@ constexpr WriteRule kWriteRules[] = {
     {false, kPage03, kVendorCtle, kVendorCtle, 0xFF},
     {false, kPage03, kFecControl, kFecControl, 0xC0},  // bit 0 is the maker's TEC-flag advertisement
     {false, kPage03, 231, 255, 0xFF},
-    {false, kPage20, kKeepAlive, kKeepAlive, 0xFF},
-    {false, kPage21, vdm::kMasks, vdm::kMasks + vdm::kFlagBytes - 1, 0xFF},
+    // DWDM hosts write their keep-alive to byte 250 whether or not the module
+    // has versatile diagnostics, so the byte takes writes either way.
+    {false, kPage20, vdm::kControl, vdm::kControl, 0xFF},
+    {false, kPage20, vdm::kMasks, vdm::kMasks + vdm::kFlagBytes - 1, 0xFF, false, true},
 };
 
 std::uint16_t key(std::uint8_t page, std::uint8_t addr) {
@@ -229,11 +232,7 @@ std::optional<double> Sff8636Module::vdm_value(int index) const {
     if (!vdm_locked() || index < 0 || index >= vdm::kParameters) {
         return std::nullopt;
     }
-    const vdm::Parameter p = vdm::parameter(memory(), index);
-    const auto at = static_cast<std::uint8_t>(vdm::kValues + 2 * index);
-    const auto raw = static_cast<std::uint16_t>(memory().get(kPage21, at) << 8 |
-                                                memory().get(kPage21, static_cast<std::uint8_t>(at + 1)));
-    return vdm::decode(p.type, raw);
+    return vdm::value(memory(), index);
 }
 
 // ---- Bus hooks ------------------------------------------------------------------------
@@ -262,7 +261,7 @@ std::uint8_t Sff8636Module::on_read(std::uint8_t page, std::uint8_t addr) {
     const std::uint8_t value = memory().get(page, addr);
     if (addr >= kFirstFlag && addr <= kLastFlag) {
         flags_read_.set(addr);
-    } else if (page == kPage21 && addr >= vdm::kFlags && addr < vdm::kFlags + kVdmFlagBytes && vdm_locked()) {
+    } else if (page == kPage20 && addr >= vdm::kFlags && addr < vdm::kFlags + kVdmFlagBytes && vdm_locked()) {
         vdm_flags_read_.set(addr - vdm::kFlags);
     }
     if (!in_transaction_) {
@@ -278,7 +277,7 @@ std::uint8_t Sff8636Module::write_mask(std::uint8_t page, std::uint8_t addr, boo
         if (rule.lower != lower || (!lower && rule.page != page) || addr < rule.first || addr > rule.last) {
             continue;
         }
-        if (!lower && page == kPage21 && !vdm_locked()) {
+        if (rule.vdm_only && !vdm_locked()) {
             return 0;
         }
         *write_only = rule.write_only;
@@ -313,6 +312,18 @@ void Sff8636Module::apply_control_write(std::uint8_t page, std::uint8_t addr, st
         return;
     }
     memory().set(page, addr, kept);
+    if (page == kPage20 && addr == vdm::kControl) {
+        apply_vdm_control(kept);
+    }
+}
+
+void Sff8636Module::apply_vdm_control(std::uint8_t value) {
+    // Error reset: every write with bit 7 set clears the latched diagnostics
+    // flags; the next refresh latches again whatever still holds. The bit is
+    // left as written.
+    if ((value & vdm::kErrorReset) && vdm_locked()) {
+        vdm_latched_ = {};
+    }
 }
 
 }  // namespace qsfp::sim

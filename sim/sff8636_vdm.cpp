@@ -89,19 +89,21 @@ Parameter parameter(const ModuleMemory &memory, int index) {
     if (!index_ok(index)) {
         return {};
     }
-    const auto at = static_cast<std::uint8_t>(kDescriptors + 2 * index);
-    const std::uint8_t where = memory.get(sff8636::kPage20, static_cast<std::uint8_t>(at + 1));
-    return {memory.get(sff8636::kPage20, at), static_cast<std::uint8_t>(where >> 4), static_cast<std::uint8_t>(where & 0x0F)};
+    const auto at = static_cast<std::uint8_t>(kConfig + 2 * index);
+    const std::uint8_t where = memory.get(sff8636::kPage20, at);
+    return {memory.get(sff8636::kPage20, static_cast<std::uint8_t>(at + 1)), static_cast<std::uint8_t>(where >> kSetShift),
+            (where & kPerLane) != 0, static_cast<std::uint8_t>(where & kLaneBits)};
 }
 
 void set_parameter(ModuleMemory &memory, int index, const Parameter &p) {
     if (!index_ok(index) || !memory.has_page(sff8636::kPage20)) {
         return;
     }
-    const auto at = static_cast<std::uint8_t>(kDescriptors + 2 * index);
-    memory.set(sff8636::kPage20, at, p.type);
-    memory.set(sff8636::kPage20, static_cast<std::uint8_t>(at + 1),
-               static_cast<std::uint8_t>((p.threshold_set & 0x0F) << 4 | (p.lane & 0x0F)));
+    const auto at = static_cast<std::uint8_t>(kConfig + 2 * index);
+    const auto where = static_cast<std::uint8_t>((p.threshold_set & 0x0F) << kSetShift | (p.per_lane ? kPerLane : 0) |
+                                                 (p.lane & kLaneBits));
+    memory.set(sff8636::kPage20, at, where);
+    memory.set(sff8636::kPage20, static_cast<std::uint8_t>(at + 1), p.type);
 }
 
 void set_threshold_set(ModuleMemory &memory, int set, std::uint8_t type, const Limits &limits) {
@@ -110,7 +112,7 @@ void set_threshold_set(ModuleMemory &memory, int set, std::uint8_t type, const L
     }
     const double values[] = {limits.high_alarm, limits.low_alarm, limits.high_warning, limits.low_warning};
     for (int i = 0; i < 4; ++i) {
-        put_word(memory, sff8636::kPage20, kThresholds + 8 * set + 2 * i, encode(type, values[i]));
+        put_word(memory, sff8636::kPage21, kThresholds + kThresholdSetBytes * set + 2 * i, encode(type, values[i]));
     }
 }
 
@@ -118,19 +120,30 @@ std::uint16_t threshold_word(const ModuleMemory &memory, int set, int which) {
     if (set < 0 || set >= kThresholdSets || which < 0 || which > 3) {
         return 0;
     }
-    return word_at(memory, sff8636::kPage20, kThresholds + 8 * set + 2 * which);
+    return word_at(memory, sff8636::kPage21, kThresholds + kThresholdSetBytes * set + 2 * which);
 }
 
 void set_value(ModuleMemory &memory, int index, std::uint8_t type, double value) {
     if (index_ok(index)) {
-        put_word(memory, sff8636::kPage21, kValues + 2 * index, encode(type, value));
+        put_word(memory, sff8636::kPage20, kValues + 2 * index, encode(type, value));
     }
+}
+
+std::uint16_t value_word(const ModuleMemory &memory, int index) {
+    return index_ok(index) ? word_at(memory, sff8636::kPage20, kValues + 2 * index) : 0;
+}
+
+std::optional<double> value(const ModuleMemory &memory, int index) {
+    if (!index_ok(index)) {
+        return std::nullopt;
+    }
+    return decode(parameter(memory, index).type, value_word(memory, index));
 }
 
 std::uint8_t flag_nibble(const ModuleMemory &memory, int index) {
     const Parameter p = parameter(memory, index);
-    const std::optional<double> value = decode(p.type, word_at(memory, sff8636::kPage21, kValues + 2 * index));
-    if (!value || p.threshold_set >= kThresholdSets) {
+    const std::optional<double> v = value(memory, index);
+    if (!v) {
         return 0;
     }
     double limit[4];
@@ -138,10 +151,10 @@ std::uint8_t flag_nibble(const ModuleMemory &memory, int index) {
         limit[i] = decode(p.type, threshold_word(memory, p.threshold_set, i)).value_or(0.0);
     }
     std::uint8_t nibble = 0;
-    nibble |= *value > limit[0] ? sff8636::kHighAlarm : 0;
-    nibble |= *value < limit[1] ? sff8636::kLowAlarm : 0;
-    nibble |= *value > limit[2] ? sff8636::kHighWarning : 0;
-    nibble |= *value < limit[3] ? sff8636::kLowWarning : 0;
+    nibble |= *v > limit[0] ? sff8636::kHighAlarm : 0;
+    nibble |= *v < limit[1] ? sff8636::kLowAlarm : 0;
+    nibble |= *v > limit[2] ? sff8636::kHighWarning : 0;
+    nibble |= *v < limit[3] ? sff8636::kLowWarning : 0;
     return nibble;
 }
 

@@ -14,8 +14,8 @@ inline constexpr std::uint8_t kPage00 = 0x00;
 inline constexpr std::uint8_t kPage01 = 0x01;  // application select table
 inline constexpr std::uint8_t kPage02 = 0x02;  // user EEPROM (a maker's own data)
 inline constexpr std::uint8_t kPage03 = 0x03;  // thresholds and lane controls
-inline constexpr std::uint8_t kPage20 = 0x20;  // versatile diagnostics: layout and thresholds
-inline constexpr std::uint8_t kPage21 = 0x21;  // versatile diagnostics: live values and flags
+inline constexpr std::uint8_t kPage20 = 0x20;  // versatile diagnostics: flags, masks, values, configuration
+inline constexpr std::uint8_t kPage21 = 0x21;  // versatile diagnostics: threshold sets
 
 // ---- Lower memory --------------------------------------------------------------
 inline constexpr std::uint8_t kIdentifier = 0;
@@ -130,8 +130,9 @@ inline constexpr std::uint8_t kEnhancedOptions = 221;
 inline constexpr std::uint8_t kSoftwareResetImplemented = 0x01;
 inline constexpr std::uint8_t kTcReadinessImplemented = 0x02;
 inline constexpr std::uint8_t kInitCompleteImplemented = 0x10;
-// Bit 5 is reserved in rev 2.10a; this emulator's modules set it to announce
-// the versatile diagnostics of pages 20h-21h (sff8636_vdm.h).
+// Bit 5 is reserved in rev 2.10a; our catalogue's modules with versatile
+// diagnostics set it next to byte 195 bit 0 because our driver looks at it.
+// The emulated module itself goes by byte 195 bit 0 (sff8636_vdm.h).
 inline constexpr std::uint8_t kVdmImplemented = 0x20;
 inline constexpr std::uint8_t kExtNominalRate = 222;
 inline constexpr std::uint8_t kCcExt = 223;          // sum of 192-222
@@ -176,7 +177,9 @@ inline constexpr std::uint8_t kTxBiasMask = 244;          // 244-245
 inline constexpr std::uint8_t kTxPowerMask = 246;         // 246-247
 
 // ---- Upper page 20h ------------------------------------------------------------
-inline constexpr std::uint8_t kKeepAlive = 0xFA;  // DWDM keep-alive byte, host written
+// Byte 250 is the versatile-diagnostics control byte (bit 7 error reset); DWDM
+// hosts write 80h to it as a keep-alive. Layout of the rest in sff8636_vdm.h.
+inline constexpr std::uint8_t kKeepAlive = 0xFA;
 
 // Checksums.
 inline constexpr std::uint8_t kCcBaseFirst = 128;

@@ -21,6 +21,7 @@
 
 #include <qsfp/sim/module.h>
 #include <qsfp/sim/sff8636_map.h>
+#include <qsfp/sim/sff8636_vdm.h>
 
 namespace qsfp::sim {
 
@@ -80,6 +81,7 @@ public:
     bool intl_asserted() const;
 
     // ---- Versatile diagnostics (pages 20h-21h) -------------------------------------------
+    // Announced by page 00h byte 195 bit 0 on a paged module that has both pages.
     bool vdm_implemented() const;
     // Sets parameter `index` (0-23) in the engineering unit of its type; false
     // when the module has no such parameter.
@@ -106,7 +108,7 @@ private:
     };
     // Latched flag bytes, indexed by lower address (3-14 used).
     using FlagBytes = std::array<std::uint8_t, sff8636::kLastFlag + 1>;
-    static constexpr int kVdmFlagBytes = 12;
+    static constexpr int kVdmFlagBytes = vdm::kFlagBytes;
     using VdmFlagBytes = std::array<std::uint8_t, kVdmFlagBytes>;
 
     std::uint64_t now_ns() const;
@@ -134,6 +136,7 @@ private:
     FlagBytes conditions() const;
     VdmFlagBytes vdm_conditions() const;
     void clear_read_flags();
+    void apply_vdm_control(std::uint8_t value);
 
     std::uint8_t write_mask(std::uint8_t page, std::uint8_t addr, bool *write_only) const;
     void apply_control_write(std::uint8_t page, std::uint8_t addr, std::uint8_t value);
