@@ -157,6 +157,8 @@ TEST_F(HwInfoTest, FailedReReadIsTracedAndUnlocks) {
     EXPECT_TRUE(trace_has(kErr, "Controller 0 Port 1: Error in saving HW info. rc 0x5"));
     EXPECT_EQ(pthread_mutex_trylock(&mu), 0);
     pthread_mutex_unlock(&mu);
+    qsfp_port_delete(port);  // before the mutex it names goes away
+    forget(port);
 }
 
 TEST_F(HwInfoTest, WholeImagePlatformsReReadOnlyPages00And02) {

@@ -81,6 +81,8 @@ TEST_F(ShowTextTest, ThePortLockIsReleasedOnceWhateverTheInventorySlotDid) {
     EXPECT_NE(text.find("\n\tVendor Serial Number: "), std::string::npos);
     EXPECT_EQ(pthread_mutex_trylock(&mu), 0);
     EXPECT_EQ(pthread_mutex_unlock(&mu), 0);
+    qsfp_port_delete(port);  // before the mutex it names goes away
+    forget(port);
     pthread_mutex_destroy(&mu);
     pthread_mutexattr_destroy(&attr);
 }
