@@ -28,6 +28,7 @@ function(qsfp_fuzz_target name source)
     target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
     target_link_libraries(${name} PRIVATE qsfp_core qsfp_warnings)
+    set_property(GLOBAL APPEND PROPERTY QSFP_FUZZERS ${name})
   endif()
 endfunction()
 
@@ -61,3 +62,17 @@ qsfp_fuzz_target(fuzz_cmis_full_view cmis_full_view_fuzz.cpp)
 qsfp_fuzz_target(fuzz_page_dump page_dump_fuzz.cpp)
 qsfp_fuzz_target(fuzz_compliance compliance_fuzz.cpp)
 qsfp_fuzz_target(fuzz_value_format value_format_fuzz.cpp)
+
+# Bring-up and port operations against random memory and a failing access: on
+# the emulator and the virtual clock.
+qsfp_fuzz_target(fuzz_bring_up bring_up_fuzz.cpp)
+target_link_libraries(fuzz_bring_up_replay PRIVATE qsfp_sim qsfp_sim_usleep)
+if(QSFP_BUILD_FUZZ)
+  target_link_libraries(fuzz_bring_up PRIVATE qsfp_sim qsfp_sim_usleep)
+endif()
+
+# All the libFuzzer binaries, for a brief fuzzing run (scripts/fuzz.sh).
+if(QSFP_BUILD_FUZZ)
+  get_property(qsfp_fuzzers GLOBAL PROPERTY QSFP_FUZZERS)
+  add_custom_target(fuzzers DEPENDS ${qsfp_fuzzers})
+endif()
