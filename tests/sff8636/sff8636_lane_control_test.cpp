@@ -227,3 +227,54 @@ TEST_F(LaneControlTest, ModeCheckByRate) {
 }
 
 }  // namespace
+
+namespace {
+
+using namespace qsfp::test;
+
+class GetTypeTest : public SffPortTest {};
+
+TEST_F(GetTypeTest, AnswersTheCachedClassificationWithoutTouchingTheModule) {
+    qsfp_port_ctx *port = make();
+    std::uint32_t type = 0;
+    std::uint32_t korva = 9;
+    char name[8];
+    EXPECT_EQ(qsfp_port_type(port, &type, name, sizeof name, &korva), QSFP_OK);
+    EXPECT_EQ(type, 2u);
+    EXPECT_STREQ(name, "QSFP28 ");  // cut to the caller's buffer
+    EXPECT_EQ(korva, 0u);
+    EXPECT_EQ(cage().stats().transactions, 0u);
+    EXPECT_EQ(qsfp_port_type(port, &type, nullptr, 0, &korva), QSFP_OK);
+}
+
+TEST_F(GetTypeTest, UnknownTypeIsClassifiedAgainFromPage00) {
+    qsfp_port_ctx *port = make();
+    port->hw_info.qsfp_type = 0;
+    std::uint32_t type = 0;
+    std::uint32_t korva = 0;
+    EXPECT_EQ(qsfp_port_type(port, &type, nullptr, 0, &korva), QSFP_OK);
+    EXPECT_EQ(type, 2u);
+    EXPECT_EQ(cage().stats().bytes_read, 128u);
+    port->hw_info.qsfp_type = 0;
+    cage().fail_range(qsfp::sim::Op::read, 0, 128, 255, 5);
+    EXPECT_EQ(qsfp_port_type(port, &type, nullptr, 0, &korva), 5u);
+    EXPECT_TRUE(trace_has(kErr, "Controller 0 Port 1: QSFP get type upper page0 data : Read error"));
+}
+
+TEST_F(GetTypeTest, MissingOutputsAnswer22) {
+    qsfp_port_ctx *port = make();
+    std::uint32_t type = 0;
+    EXPECT_EQ(qsfp_port_get_type(port, &type, nullptr, 0, nullptr), QSFP_ERR_INVALID);
+    EXPECT_EQ(qsfp_port_get_type(port, nullptr, nullptr, 0, &type), QSFP_ERR_INVALID);
+    EXPECT_EQ(trace_count(kErr, "Controller 0 Port 1: QSFP Get type Null parameters"), 2u);
+    EXPECT_EQ(qsfp_port_get_type(nullptr, &type, nullptr, 0, &type), QSFP_ERR_INVALID);
+    EXPECT_EQ(qsfp_identify_type(nullptr, nullptr), QSFP_ERR_INVALID);
+    EXPECT_EQ(trace_count(kErr, "QSFP Get Type : NULL Qsfp Port"), 2u);
+    std::uint8_t page[128] = {};
+    EXPECT_EQ(qsfp_identify_type(port, nullptr), QSFP_ERR_INVALID);
+    EXPECT_EQ(trace_count(kErr, "Controller 0 Port 1: QSFP Get type Null parameters"), 3u);
+    EXPECT_EQ(qsfp_identify_type(port, page), QSFP_OK);
+    EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: QSFP qsfp_type = 0x0, qsfp_type_str = QSFP TYPE UNKNOWN"));
+}
+
+}  // namespace
