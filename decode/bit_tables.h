@@ -60,7 +60,7 @@ inline constexpr BitRow kExtType[] = {
 };
 static_assert(std::size(kExtType) == 10);
 
-// Extended specification compliance (byte 192); 0x1F and 0x06 also stand for
+// Extended compliance code (byte 192); 0x1F and 0x06 also stand for
 // the vendor codes of byte 224.
 inline constexpr BitRow kLinkCodes[] = {
     {0x00, 0xFF, "Unspecified"},       {0x01, 0xFF, "100G AOC"},

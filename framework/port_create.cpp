@@ -45,10 +45,10 @@ constexpr std::uint8_t kIdentifierReg = 0;
 void *as_pointer(std::uint64_t opaque) { return reinterpret_cast<void *>(static_cast<std::uintptr_t>(opaque)); }
 
 std::uint32_t open_trace_buffers(qsfp_lib_ctx *ctx) {
-    for (const TraceBufferSpec &spec : kTraceBuffers) {
-        if (ztrace_open_internal(&(ctx->*spec.field), spec.name, kTraceBufferBytes, kTraceEntryLimit, kTraceDirectory,
+    for (const TraceBufferSpec &buffer : kTraceBuffers) {
+        if (ztrace_open_internal(&(ctx->*buffer.field), buffer.name, kTraceBufferBytes, kTraceEntryLimit, kTraceDirectory,
                                  kTraceCatalogId, 0) != 0) {
-            std::fputs(spec.open_failure, stderr);
+            std::fputs(buffer.open_failure, stderr);
             return QSFP_ERR_NO_CONTEXT;
         }
     }

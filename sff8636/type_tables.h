@@ -20,7 +20,7 @@ struct TypeRow {
     TypeFlag flag;
 };
 
-// Byte 192 (extended specification compliance) of an SFF-8636 module.
+// Byte 192 (extended compliance code) of an SFF-8636 module.
 inline constexpr TypeRow kExtendedComplianceTypes[] = {
     {1, 1, 1, "QSFP28 100G AOC", TypeFlag::none},
     {2, 2, 0, "QSFP28 100G SR4", TypeFlag::none},
