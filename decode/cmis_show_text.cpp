@@ -9,12 +9,7 @@ namespace qsfp::decode {
 
 namespace {
 
-// Where the full view's page image holds each page.
-constexpr std::uint32_t kLowerAt = 0;
-constexpr std::uint32_t kPage00At = 128;
-constexpr std::uint32_t kPage01At = 256;
-constexpr std::uint32_t kPage02At = 384;
-constexpr std::uint32_t kPage03At = 512;
+// The full view's image holds pages 10h and 11h after page 03h.
 constexpr std::uint32_t kPage10At = 640;
 constexpr std::uint32_t kPage11At = 768;
 // The address the identifier view's page 00h dump starts from.

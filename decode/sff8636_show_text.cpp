@@ -12,12 +12,6 @@ namespace qsfp::decode {
 
 namespace {
 
-// Where the caller's page image holds each page.
-constexpr std::uint32_t kLowerAt = 0;
-constexpr std::uint32_t kPage00At = 128;
-constexpr std::uint32_t kPage02At = 384;
-constexpr std::uint32_t kPage03At = 512;
-
 // Rows of the identifier record.
 enum IdRow : std::size_t {
     kIdExtType = 1, kIdConnector = 2, kIdEther = 3, kIdSonet = 4, kIdSas = 5, kIdGigEth = 6, kIdFcLength = 7,

@@ -16,6 +16,14 @@
 
 namespace qsfp::decode {
 
+// Where a show text's page image holds each page: lower memory, then the
+// upper pages in turn, 128 bytes each.
+inline constexpr std::uint32_t kLowerAt = 0;
+inline constexpr std::uint32_t kPage00At = 128;
+inline constexpr std::uint32_t kPage01At = 256;
+inline constexpr std::uint32_t kPage02At = 384;
+inline constexpr std::uint32_t kPage03At = 512;
+
 inline constexpr std::size_t kWorkBufferSize = 9008;
 inline constexpr std::size_t kWorkTextCapacity = 9000;
 

@@ -5,12 +5,12 @@
 
 #include "framework/slot_call.h"
 #include "framework/trace.h"
+#include "sff8636/type_tables.h"
 
 namespace {
 
 using namespace qsfp::framework;
 
-constexpr std::uint32_t kPassiveLoopback = 127;
 constexpr std::uint32_t kAdminNotification = 1;
 
 enum class Request : std::uint32_t { admin_state = 0, tx_disable = 1 };
@@ -45,7 +45,7 @@ void trace_failure(qsfp_port_ctx *port, Request request, std::uint32_t pre, std:
 // flag says whether only the transmitters are meant.
 std::uint32_t apply_change(qsfp_port_ctx *port, Request request, std::uint32_t pre, std::uint32_t state,
                            std::uint32_t lanes) {
-    if (port->hw_info.qsfp_type == kPassiveLoopback) {
+    if (port->hw_info.qsfp_type == qsfp::sff8636::kTypePassiveLoopback) {
         trace_request(port, request, pre, state, lanes, true);
         return QSFP_OK;
     }

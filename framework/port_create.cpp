@@ -8,6 +8,7 @@
 #include <qsfp/qsfp_port.h>
 
 #include "framework/lock.h"
+#include "framework/timer_leaves.h"
 #include "framework/trace.h"
 
 namespace {
@@ -38,7 +39,6 @@ constexpr const char *kTraceDirectory = "qsfp_ztrace_dir";
 constexpr const char *kTraceCatalogId = "6c1f0a9e4b7d2358a0e9c4f1b6d3a872";
 static_assert(std::char_traits<char>::length(kTraceCatalogId) == 32);
 
-constexpr std::uint32_t kCoolTimerType = 1;
 constexpr std::uint8_t kPageSelectReg = 127;
 constexpr std::uint8_t kIdentifierReg = 0;
 
@@ -284,7 +284,7 @@ extern "C" uint32_t qsfp_port_create(const qsfp_port_create_params *params, qsfp
         return finish(result, QSFP_OK);
     }
     copy_parameters(port, params);
-    port->cool_timer = mgd_timer_leaf_new(ctx->timer_tree, 0, kCoolTimerType, port);
+    port->cool_timer = mgd_timer_leaf_new(ctx->timer_tree, 0, qsfp::kCoolTimerLeaf, port);
     if (port->cool_timer == nullptr) {
         trace_lib_err("Controller %d Port %d: Unable to allocate leaf timer\n", port->controller, port->port);
         return finish(result, QSFP_ERR_INVALID);

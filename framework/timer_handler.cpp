@@ -4,34 +4,19 @@
 
 #include <qsfp/qsfp_port.h>
 
+#include "framework/timer_leaves.h"
 #include "framework/trace.h"
+#include "sff8636/sff8636_regs.h"
 
 namespace {
 
-constexpr std::uint32_t kCoolTimerType = 1;
-constexpr std::uint32_t kKeepaliveTimerType = 2;
-
-// Lower page byte 8 bit 0: the TEC has settled (vendor-specific TEC-ready flag).
-constexpr std::uint32_t kTecReadyReg = 8;
-constexpr std::uint8_t kTecReady = 0x01;
-// Lower page byte 4 bits 7-4: Tx adaptive equaliser fault, lanes 4-1.
-constexpr std::uint32_t kTxFaultReg = 4;
-constexpr std::uint8_t kCtleFaultMask = 0xF0;
-// Byte 193 bit 3: Tx input equalisation auto-adaptive capable.
-constexpr std::uint8_t kAdaptiveEqCapable = 0x08;
-
-// DWDM modules drop their laser unless page 20h byte FAh is touched regularly.
-constexpr std::uint32_t kKeepalivePage = 0x20;
-constexpr std::uint32_t kKeepaliveReg = 0xFA;
-constexpr std::uint8_t kKeepaliveValue = 0x80;
-constexpr std::uint32_t kKeepaliveSeconds = 900;
-constexpr std::uint32_t kKeepaliveNanoseconds = 1000;
+using namespace qsfp::sff8636;
 
 void check_tec(qsfp_port_ctx *port) {
     std::uint8_t tec = 0;
-    const std::uint32_t rc = qsfp_access(port, kTecReadyReg, 1, 0, &tec, QSFP_ACCESS_READ);
+    const std::uint32_t rc = qsfp_access(port, kTecReady, 1, kPage00, &tec, QSFP_ACCESS_READ);
     trace_evt(port, "TEC ready reg 0x%x\n", tec);
-    if (rc == QSFP_OK && (tec & kTecReady) != 0) {
+    if (rc == QSFP_OK && (tec & kTecReadyBit) != 0) {
         trace_evt(port, "Init: TEC ready flag set after timer expiry\n");
     } else {
         trace_err(port, "Init: TEC fault, ready flag not set after timer expiry\n");
@@ -40,11 +25,11 @@ void check_tec(qsfp_port_ctx *port) {
 
 void check_ctle(qsfp_port_ctx *port) {
     std::uint8_t flags = 0;
-    const std::uint32_t rc = qsfp_access(port, kTxFaultReg, 1, 0, &flags, QSFP_ACCESS_READ);
+    const std::uint32_t rc = qsfp_access(port, kTxFaultFlags, 1, kPage00, &flags, QSFP_ACCESS_READ);
     if (rc != QSFP_OK) {
         trace_err(port, "QSFP Read Page 0 Byte 4 for CTLE failed in qsfp_timer_tree_handler error 0x%x\n", rc);
     }
-    if ((flags & kCtleFaultMask) != 0) {
+    if ((flags & kTxEqFaults) != 0) {
         trace_err(port, "CTLE fault \n");
     }
 }
@@ -55,7 +40,7 @@ void cool_timer_expired(qsfp_port_ctx *port) {
     if (port->tec_present != 0) {
         check_tec(port);
     }
-    if (port->rate == 100 && (port->sff.options[0] & kAdaptiveEqCapable) != 0 && port->force_non_adaptive_ctle == 0) {
+    if (port->rate == 100 && (port->sff.options[0] & kTxEqAdaptive) != 0 && port->force_non_adaptive_ctle == 0) {
         check_ctle(port);
     }
     // The settle period is over: the lanes requested meanwhile are enabled now.
@@ -69,9 +54,9 @@ void cool_timer_expired(qsfp_port_ctx *port) {
 }
 
 void keepalive_expired(qsfp_port_ctx *port) {
-    std::uint8_t value = kKeepaliveValue;
-    qsfp_access(port, kKeepaliveReg, 1, kKeepalivePage, &value, QSFP_ACCESS_WRITE);
-    mgd_timer_leaf_start(port->keepalive_timer, kKeepaliveSeconds, kKeepaliveNanoseconds);
+    std::uint8_t value = kVdmErrorReset;
+    qsfp_access(port, kVdmControl, 1, kPageVdmConfig, &value, QSFP_ACCESS_WRITE);
+    mgd_timer_leaf_start(port->keepalive_timer, qsfp::kKeepaliveSeconds, qsfp::kKeepaliveNanoseconds);
 }
 
 }  // namespace
@@ -85,10 +70,10 @@ extern "C" void qsfp_timer_tree_handler(mgd_timer *tree) {
             continue;
         }
         switch (mgd_timer_leaf_get_type(leaf)) {
-        case kCoolTimerType:
+        case qsfp::kCoolTimerLeaf:
             cool_timer_expired(port);
             break;
-        case kKeepaliveTimerType:
+        case qsfp::kKeepaliveLeaf:
             keepalive_expired(port);
             break;
         default:

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "framework/timer_leaves.h"
 #include "framework/trace.h"
 #include "sff8636/driver.h"
 #include "sff8636/sff8636_regs.h"
@@ -16,24 +17,16 @@ namespace qsfp::sff8636 {
 namespace {
 
 constexpr std::uint32_t kPsm4SquelchSettleUs = 1000000;
-constexpr std::uint32_t kTxDisableSettleUs = 100000;
 constexpr std::uint32_t kPowerModeSettleUs = 300000;
 constexpr std::uint32_t kTecPolls = 5;
 constexpr std::uint32_t kTecPollIntervalUs = 5000;
 // Cooled transmitters without a usable TEC-ready flag get this long to settle.
 constexpr std::uint32_t kDefaultCoolTimeUs = 10000000;
-constexpr std::uint32_t kNonAdaptiveCtleSettleUs = 300000;
 constexpr std::uint32_t kUsPerSecond = 1000000;
-constexpr std::uint32_t kKeepaliveType = 2;
-constexpr std::uint32_t kKeepaliveSeconds = 900;
-constexpr std::uint32_t kKeepaliveNanoseconds = 1000;
-constexpr std::uint8_t kAllLanes = 0x0F;
 constexpr std::uint8_t kTxSquelchDisableAll = 0x0F;
 constexpr std::uint8_t kBitRateSelect = 0xAA;     // rate select for the higher rate, all lanes
 constexpr std::uint8_t kRateSelect40G = 0x00;
 constexpr std::uint32_t kMultirate40G = 40000000;  // kbit/s
-constexpr std::uint8_t kVendorCtleOn = 0x01;
-constexpr std::uint8_t kSourcePhotonicsEq = 0xAA;
 
 std::uint8_t at(const Image &image, std::uint32_t page, std::uint32_t addr) { return image[image_offset(page, addr)]; }
 
@@ -105,9 +98,8 @@ void psm4_squelch(qsfp_port_ctx *port) {
     if (port->hw_info.qsfp_type != kType100GPsm4 || !both_squelch_disables(port)) {
         return;
     }
-    std::uint8_t value = kTxSquelchDisableAll;
-    qsfp_access(port, kSquelchDisable, 1, kPage03, &value, QSFP_ACCESS_WRITE);
-    trace_evt(port, "Init : PSM4 optics Page3 WR Reg 0x%x val 0x%x ", kSquelchDisable, value);
+    write_page03(port, kSquelchDisable, kTxSquelchDisableAll);
+    trace_evt(port, "Init : PSM4 optics Page3 WR Reg 0x%x val 0x%x ", kSquelchDisable, kTxSquelchDisableAll);
     wait_us(kPsm4SquelchSettleUs);
 }
 
@@ -197,9 +189,7 @@ void write_fixed_tx_eq(qsfp_port_ctx *port) {
         rc = write_si_pair(port, kTxEq, port->lane_tx_eq[0], port->lane_tx_eq[0]);
     }
     if (port->sff.is_korva_qualified != 0 && port->cfg_byte_a != 0) {
-        std::uint8_t on = kVendorCtleOn;
-        if (const std::uint32_t vrc = qsfp_access(port, kVendorCtle, 1, kPage03, &on, QSFP_ACCESS_WRITE);
-            vrc != QSFP_OK) {
+        if (const std::uint32_t vrc = write_page03(port, kVendorCtle, kVendorCtleOn); vrc != QSFP_OK) {
             trace_err(port, "Init: Vendor CTLE Byte Write Error, rc: 0x%x", vrc);
         } else {
             trace_evt(port, "Init: Vendor CTLE Byte updated");
@@ -224,9 +214,8 @@ SiStep set_up_ctle(qsfp_port_ctx *port, std::uint32_t *settle) {
         trace_evt(port, "Init: Non Qsfp28 optics - CTLE Check Skipped");
         return SiStep::rx_settings;
     }
-    if (port->hw_info.qsfp_type == kType100GLr4 && vendor_is(port, "SOURCE PHOTONICS")) {
-        std::uint8_t off = 0x00;
-        qsfp_access(port, kOutputControl, 1, kPage03, &off, QSFP_ACCESS_WRITE);
+    if (source_photonics_lr4(port)) {
+        write_page03(port, kOutputControl, 0x00);
         if (port->cfg_byte_a != 0) {
             port->lane_tx_eq[0] = kSourcePhotonicsEq;
             port->lane_tx_eq[1] = kSourcePhotonicsEq;
@@ -300,7 +289,7 @@ void start_keepalive(qsfp_port_ctx *port) {
         return;
     }
     if (port->keepalive_timer == nullptr) {
-        port->keepalive_timer = mgd_timer_leaf_new(qsfp_get_ctx()->timer_tree, 0, kKeepaliveType, port);
+        port->keepalive_timer = mgd_timer_leaf_new(qsfp_get_ctx()->timer_tree, 0, kKeepaliveLeaf, port);
     }
     mgd_timer_leaf_start(port->keepalive_timer, kKeepaliveSeconds, kKeepaliveNanoseconds);
 }

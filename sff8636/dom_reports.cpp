@@ -30,7 +30,6 @@ constexpr std::uint32_t kMonitorMaskFirst = 242;
 constexpr std::uint32_t kMonitorMaskLen = 6;
 constexpr std::uint32_t kObservationPasses = 20;
 constexpr std::uint32_t kObservationStepUs = 10000;
-constexpr std::uint64_t kBitBangDelay = 200000;
 constexpr std::uint32_t kLanes = 4;
 // Offsets within the work buffers.
 constexpr std::size_t kTempAt = 0;

@@ -18,6 +18,21 @@ std::uint32_t port_disable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32
 std::uint32_t port_enable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_t tx_only);
 std::uint32_t mode_config(qsfp_port_ctx *port, std::uint32_t mode);
 
+// Spacing of the bytes of a bit-banged flag read (ns); the module that needs
+// it is marked when its inventory is saved.
+inline constexpr std::uint32_t kBitBangDelay = 200000;
+
+// Settings and waits that bring-up and port enable share.
+inline constexpr std::uint8_t kAllLanes = 0x0F;
+inline constexpr std::uint32_t kTxDisableSettleUs = 100000;
+inline constexpr std::uint32_t kNonAdaptiveCtleSettleUs = 300000;
+inline constexpr std::uint8_t kVendorCtleOn = 0x01;
+// SOURCE PHOTONICS 100G LR4 modules take this fixed Tx equalisation.
+inline constexpr std::uint8_t kSourcePhotonicsEq = 0xAA;
+
+// Writes one byte of page 03h.
+std::uint32_t write_page03(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t value);
+
 // Writes two bytes of an SI register pair on page 03h (lanes 1-2 at `reg`,
 // lanes 3-4 at `reg` + 1) in one transaction.
 std::uint32_t write_si_pair(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t first, std::uint8_t second);
@@ -25,6 +40,7 @@ std::uint32_t write_si_pair(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t
 // Capabilities and flags the steps test.
 bool tx_eq_adaptive(const qsfp_port_ctx *port);
 bool vendor_is(const qsfp_port_ctx *port, const char *prefix);
+bool source_photonics_lr4(const qsfp_port_ctx *port);
 bool both_squelch_disables(const qsfp_port_ctx *port);
 bool rx_output_disable_usable(const qsfp_port_ctx *port);
 

@@ -10,6 +10,7 @@
 #include "sff8636/basic_pid.h"
 #include "sff8636/driver.h"
 #include "sff8636/sff8636_regs.h"
+#include "sff8636/type_tables.h"
 
 namespace qsfp::sff8636 {
 
@@ -30,8 +31,6 @@ constexpr std::uint32_t kPagedPid = 192;
 constexpr std::uint32_t kFlatClei = 34;
 constexpr std::uint32_t kFlatVid = 54;
 constexpr std::uint32_t kFlatPid = 58;
-constexpr std::uint32_t kBitBangDelay = 200000;
-constexpr std::uint32_t kLumentumSr4 = 66;
 
 const std::uint8_t *field(const std::uint8_t *image, std::uint32_t page, std::uint32_t addr) {
     return image + image_offset(page, addr);
@@ -162,7 +161,7 @@ extern "C" uint32_t qsfp_port_save_hw_info(qsfp_port_ctx *port, const uint8_t *i
         }
     }
     // This module needs its flags read byte by byte, spaced out.
-    if (begins_with(vendor, "KORVA-LUMENTUM") && type == kLumentumSr4) {
+    if (begins_with(vendor, "KORVA-LUMENTUM") && type == kType40GSr4) {
         port->sff.bit_bang = 1;
         trace_evt(port, "Byte by byte i2c reads with delay of %u between reads enabled for port %d", kBitBangDelay,
                   port->port);

@@ -6,6 +6,7 @@
 #include "framework/trace.h"
 #include "sff8636/driver.h"
 #include "sff8636/sff8636_regs.h"
+#include "sff8636/type_tables.h"
 #include "sff8636/units.h"
 #include "sff8636/vdm.h"
 
@@ -18,7 +19,6 @@ constexpr std::uint32_t kDataReadyChecks = 20;
 constexpr std::uint32_t kDataReadySteps = 10;
 constexpr std::uint32_t kStepUs = 10000;
 constexpr std::uint32_t kFlagObservationSteps = 20;
-constexpr std::uint64_t kBitBangDelay = 200000;
 constexpr std::uint32_t kLaneMonitors = 34;     // Rx power 34-41, bias 42-49
 constexpr std::uint32_t kLaneMonitorLen = 24;
 constexpr std::uint32_t kTemperature = 22;
@@ -26,17 +26,14 @@ constexpr std::uint32_t kVcc = 26;
 constexpr std::uint32_t kWavelengthUnit = 20;   // bytes 186-187 count 0.05 nm
 // A dark receiver reads -40 dBm rather than minus infinity.
 constexpr float kDarkPowerMw = 0.0001f;
-// Modules whose Tx disable byte some makers leave unreadable.
-constexpr std::uint32_t kTypeAoc = 1;
-constexpr std::uint32_t kTypeAec = 25;
 
 // Media lane count by type code: a DWDM2 module has 2 wavelengths, the
 // single-lambda DR/FR/LR modules 1, everything else 4 lanes.
 std::uint32_t media_type(std::uint32_t type) {
-    if (type == 26) {
+    if (type == kType100GDwdm2) {
         return 2;
     }
-    return type >= 37 && type <= 39 ? 1 : 4;
+    return type >= kType100GDr && type <= kType100GLr ? 1 : 4;
 }
 
 std::uint32_t read_tx_disable(qsfp_port_ctx *port, qsfp_hw_status *status) {
@@ -55,7 +52,8 @@ std::uint32_t read_tx_disable(qsfp_port_ctx *port, qsfp_hw_status *status) {
             trace_err(port, "Tx Disable Read error");
         }
     }
-    if (rc != QSFP_OK && port->hw_info.qsfp_type != kTypeAec && port->hw_info.qsfp_type != kTypeAoc) {
+    // Some makers' AOC and AEC cables leave the Tx disable byte unreadable.
+    if (rc != QSFP_OK && port->hw_info.qsfp_type != kType100GAec && port->hw_info.qsfp_type != kType100GAoc) {
         return rc;
     }
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
@@ -216,7 +214,7 @@ std::uint32_t read_vdm(qsfp_port_ctx *port, qsfp_hw_status *status) {
     std::uint8_t thresholds[kHalfPage] = {};
     std::uint32_t rc = qsfp_access(port, kHalfPage, kHalfPage, kPageVdmConfig, config, QSFP_ACCESS_READ);
     if (rc == QSFP_OK) {
-        rc = qsfp_access(port, kHalfPage, kHalfPage, kPageVdmValues, thresholds, QSFP_ACCESS_READ);
+        rc = qsfp_access(port, kHalfPage, kHalfPage, kPageVdmThresholds, thresholds, QSFP_ACCESS_READ);
     }
     if (rc != QSFP_OK) {
         return rc;

@@ -14,15 +14,10 @@ namespace qsfp::sff8636 {
 namespace {
 
 constexpr std::uint32_t kLaneMask = 0xFF;
-constexpr std::uint32_t kAllLanes = 0x0F;
-constexpr std::uint32_t kTxDisableSettleUs = 100000;
 constexpr std::uint32_t kTxEnableSettleUs = 400000;
 // Without a module-given figure an adaptive equaliser gets 5 s to train.
 constexpr std::uint32_t kAdaptiveCtleSettleUs = 5000000;
 constexpr std::uint32_t kCtleSettleUnitUs = 100000;   // page 03h byte 229 counts 100 ms
-constexpr std::uint32_t kNonAdaptiveCtleSettleUs = 300000;
-constexpr std::uint8_t kSourcePhotonicsEq = 0xAA;
-constexpr std::uint8_t kVendorCtleOn = 0x01;
 constexpr std::uint8_t kSquelchAllowed = 0x00;
 
 // Lower bytes 0-14 as far as a flag read filled them.
@@ -50,12 +45,8 @@ std::uint32_t read_flags(qsfp_port_ctx *port, Flags &flags, bool second) {
     return rc;
 }
 
-std::uint32_t write_page03(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t value) {
-    return qsfp_access(port, reg, 1, kPage03, &value, QSFP_ACCESS_WRITE);
-}
-
 // SOURCE PHOTONICS 100G LR4 modules take fixed equaliser settings with the
-// adaptive equaliser and Rx outputs left as the module keeps them.
+// adaptive equaliser and Rx output disables cleared.
 void source_photonics_eq(qsfp_port_ctx *port) {
     write_page03(port, kOutputControl, 0x00);
     if (port->cfg_byte_a != 0) {
@@ -124,7 +115,7 @@ std::uint32_t prepare_100g_lanes(qsfp_port_ctx *port, std::uint32_t lanes) {
         qsfp_port_lane_rx_cdr_ena(port, lanes, 1);
     }
     std::uint32_t wait = 0;
-    if (port->hw_info.qsfp_type == kType100GLr4 && vendor_is(port, "SOURCE PHOTONICS")) {
+    if (source_photonics_lr4(port)) {
         source_photonics_eq(port);
     } else if (port->force_non_adaptive_ctle == 0 && tx_eq_adaptive(port)) {
         if (const std::uint32_t rc = adaptive_ctle(port, &wait); rc != QSFP_OK) {

@@ -12,7 +12,7 @@ namespace qsfp::sff8636 {
 inline constexpr std::uint32_t kPage00 = 0x00;
 inline constexpr std::uint32_t kPage03 = 0x03;
 inline constexpr std::uint32_t kPageVdmConfig = 0x20;
-inline constexpr std::uint32_t kPageVdmValues = 0x21;
+inline constexpr std::uint32_t kPageVdmThresholds = 0x21;
 
 // Lower memory.
 inline constexpr std::uint32_t kStatus = 2;
@@ -21,6 +21,7 @@ inline constexpr std::uint8_t kFlatMemory = 0x04;     // byte 2 bit 2
 inline constexpr std::uint32_t kFlagsFirst = 3;       // latched flags 3-14
 inline constexpr std::uint32_t kFlagsLen = 12;
 inline constexpr std::uint32_t kTxFaultFlags = 4;     // bits 3-0 Tx fault, 7-4 adaptive EQ fault
+inline constexpr std::uint8_t kTxEqFaults = 0xF0;
 inline constexpr std::uint32_t kCdrLolFlags = 5;      // bits 7-4 Tx CDR LOL, 3-0 Rx CDR LOL
 inline constexpr std::uint32_t kTecReady = 8;         // vendor: bit 0 TEC settled
 inline constexpr std::uint8_t kTecReadyBit = 0x01;
@@ -88,7 +89,8 @@ inline constexpr std::uint32_t kOutputControl = 241;  // 7-4 Rx output disable, 
 inline constexpr std::uint32_t kDwdmChannel = 255;
 
 // Page 20h.
-inline constexpr std::uint32_t kKeepaliveReg = 0xFA;
+inline constexpr std::uint32_t kVdmControl = 250;
+inline constexpr std::uint8_t kVdmErrorReset = 0x80;  // DWDM hosts write it as a keep-alive
 
 // A module image as bring-up reads it: lower memory, then upper pages 00h-03h.
 inline constexpr std::size_t kHalfPage = 128;

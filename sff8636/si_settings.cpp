@@ -6,6 +6,7 @@
 #include "framework/trace.h"
 #include "sff8636/driver.h"
 #include "sff8636/sff8636_regs.h"
+#include "sff8636/type_tables.h"
 
 namespace qsfp::sff8636 {
 
@@ -14,16 +15,12 @@ namespace {
 // Each byte of a pair settles before the next is written.
 constexpr std::uint32_t kSiWriteSettleUs = 10000;
 
-std::uint32_t write_si_byte(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t value) {
-    return qsfp_access(port, reg, 1, kPage03, &value, QSFP_ACCESS_WRITE);
-}
-
 // Writes the value to both bytes of a pair, waiting after each; answers the
 // OR of the two results.
 std::uint32_t write_both_settled(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t value) {
-    std::uint32_t rc = write_si_byte(port, reg, value);
+    std::uint32_t rc = write_page03(port, reg, value);
     wait_us(kSiWriteSettleUs);
-    rc |= write_si_byte(port, reg + 1, value);
+    rc |= write_page03(port, reg + 1, value);
     wait_us(kSiWriteSettleUs);
     return rc;
 }
@@ -38,12 +35,20 @@ bool vendor_is(const qsfp_port_ctx *port, const char *prefix) {
     return std::strncmp(port->sff.vendor_name, prefix, std::strlen(prefix)) == 0;
 }
 
+bool source_photonics_lr4(const qsfp_port_ctx *port) {
+    return port->hw_info.qsfp_type == kType100GLr4 && vendor_is(port, "SOURCE PHOTONICS");
+}
+
 bool both_squelch_disables(const qsfp_port_ctx *port) {
     return port->sff.rx_squelch_disable_absent == 0 && port->sff.tx_squelch_disable_absent == 0;
 }
 
 bool rx_output_disable_usable(const qsfp_port_ctx *port) {
     return (port->sff.options[1] & kRxOutputDisable) != 0 && port->sff.skip_rx_disable == 0;
+}
+
+std::uint32_t write_page03(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t value) {
+    return qsfp_access(port, reg, 1, kPage03, &value, QSFP_ACCESS_WRITE);
 }
 
 std::uint32_t write_si_pair(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t first, std::uint8_t second) {

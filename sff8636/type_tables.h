@@ -108,11 +108,22 @@ static_assert(code_of(*find_type(kVendorCodeTypes, 357), 357) == 357);
 
 // Type codes other parts of the driver treat specially.
 inline constexpr std::uint32_t kTypeUnknown = 0;
+inline constexpr std::uint32_t kType100GAoc = 1;
 inline constexpr std::uint32_t kType100GLr4 = 3;
 inline constexpr std::uint32_t kType100GPsm4 = 7;
+inline constexpr std::uint32_t kType100GAec = 25;
+inline constexpr std::uint32_t kType100GDwdm2 = 26;
+inline constexpr std::uint32_t kType100GDr = 37;   // 37-39: DR, FR, LR, one wavelength
+inline constexpr std::uint32_t kType100GLr = 39;
+inline constexpr std::uint32_t kType40GSr4 = 66;
 inline constexpr std::uint32_t kTypePassiveLoopback = 127;
 inline constexpr std::uint32_t kType100GSmSr = 133;
 inline constexpr std::uint32_t kTypeQsfpToSfpAdapter = 370;
+static_assert(find_type(kEthernetComplianceTypes, 0x04)->code == kType40GSr4);
+static_assert(find_type(kExtendedComplianceTypes, kType100GDwdm2)->flag == TypeFlag::dwdm);
+static_assert(std::string_view{find_type(kExtendedComplianceTypes, kType100GAec)->text} == "QSFP28 100G AEC");
+static_assert(std::string_view{find_type(kExtendedComplianceTypes, kType100GDr)->text} == "QSFP28 100G DR-V");
+static_assert(std::string_view{find_type(kExtendedComplianceTypes, kType100GLr)->text} == "QSFP28 100G LR");
 inline constexpr std::uint8_t kSr4Compliance = 0x04;    // byte 131: 40GBASE-SR4
 inline constexpr std::uint8_t kSr4LoopbackMarker = 3;   // byte 224 of an SR4-coded loopback plug
 inline constexpr std::uint8_t kSmSr224 = 5;             // byte 224 of a 100G single-mode SR
