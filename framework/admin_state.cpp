@@ -5,13 +5,14 @@
 
 #include "framework/slot_call.h"
 #include "framework/trace.h"
-#include "sff8636/type_tables.h"
 
 namespace {
 
 using namespace qsfp::framework;
 
 constexpr std::uint32_t kAdminNotification = 1;
+// The 100G passive loopback plug: no lanes to switch.
+constexpr std::uint32_t kTypePassiveLoopback100G = 127;
 
 enum class Request : std::uint32_t { admin_state = 0, tx_disable = 1 };
 
@@ -45,7 +46,7 @@ void trace_failure(qsfp_port_ctx *port, Request request, std::uint32_t pre, std:
 // flag says whether only the transmitters are meant.
 std::uint32_t apply_change(qsfp_port_ctx *port, Request request, std::uint32_t pre, std::uint32_t state,
                            std::uint32_t lanes) {
-    if (port->hw_info.qsfp_type == qsfp::sff8636::kTypePassiveLoopback) {
+    if (port->hw_info.qsfp_type == kTypePassiveLoopback100G) {
         trace_request(port, request, pre, state, lanes, true);
         return QSFP_OK;
     }

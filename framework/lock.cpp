@@ -1,5 +1,6 @@
 #include "framework/lock.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 
@@ -51,7 +52,33 @@ std::uint32_t lock_port_mutex(pthread_mutex_t *mutex, const char *label, std::ui
 
 }  // namespace qsfp::framework
 
+namespace qsfp::framework {
+
 namespace {
+
+// A number for the calling thread, unique for the life of the process; 0 is
+// nobody. Unlike a pthread_t it is never reused by a later thread.
+std::uint64_t this_thread_id() {
+    static std::atomic<std::uint64_t> next{1};
+    thread_local const std::uint64_t id = next.fetch_add(1);
+    return id;
+}
+
+// Any thread may read the owner; only the thread that holds the mutex writes it.
+std::atomic_ref<std::uint64_t> owner_of(qsfp_port_ctx *port) {
+    return std::atomic_ref<std::uint64_t>(port->lock_owner);
+}
+
+// Called with the port's mutex just taken: the calling thread owns it now.
+void note_held(qsfp_port_ctx *port) {
+    if (owns_port(port)) {
+        ++port->lock_depth;  // a recursive mutex taken again
+        return;
+    }
+    port->lock_depth = 1;
+    port->lock_kept = 0;
+    owner_of(port).store(this_thread_id());
+}
 
 bool port_is_listed(const qsfp_port_ctx *port) {
     for (const qsfp_port_ctx *p = qsfp_get_ctx()->ports; p != nullptr; p = p->next) {
@@ -63,6 +90,22 @@ bool port_is_listed(const qsfp_port_ctx *port) {
 }
 
 }  // namespace
+
+bool owns_port(qsfp_port_ctx *port) { return owner_of(port).load() == this_thread_id(); }
+
+KeepPortHeld::KeepPortHeld(qsfp_port_ctx *port) : port_(owns_port(port) ? port : nullptr) {
+    if (port_ != nullptr) {
+        port_->lock_kept = 1;
+    }
+}
+
+KeepPortHeld::~KeepPortHeld() {
+    if (port_ != nullptr) {
+        port_->lock_kept = 0;
+    }
+}
+
+}  // namespace qsfp::framework
 
 extern "C" uint32_t qsfp_check_and_lock_hdl(qsfp_port_ctx *port, int caller_line) {
     using namespace qsfp::framework;
@@ -82,14 +125,15 @@ extern "C" uint32_t qsfp_check_and_lock_hdl(qsfp_port_ctx *port, int caller_line
             unlock_library();
             return rc;
         }
-        port->lock_held = 1;
         if (!port_is_listed(port)) {
             // The port's mutex stays locked on this path: the caller gets 22 and
-            // does not unlock. Kept as the port manager expects it.
+            // does not unlock. Kept as the port manager expects it. Nothing is
+            // written to a handle that is not a listed port.
             trace_lib_err("Failed to find the port ctx\n");
             unlock_library();
             return QSFP_ERR_INVALID;
         }
+        note_held(port);
     }
     if (port->initialized == 0) {
         trace_lib_err("Controller %d Port %d: QSFP instance not fully initialized.  Hdl 0x%p  Opaque 0x%p at line %d\n",
@@ -102,13 +146,20 @@ extern "C" uint32_t qsfp_check_and_lock_hdl(qsfp_port_ctx *port, int caller_line
     return unlock_library();
 }
 
-// A driver operation may release the lock before its wrapper does (the
-// SFF-8636 inventory slot does); the second release is then a no-op rather
-// than an unlock of a mutex this thread no longer holds.
+// Releases the hold the calling thread took through qsfp_check_and_lock_hdl.
+// A driver operation may release it before its wrapper does (the SFF-8636
+// inventory slot does), so a second release must be harmless: a thread that
+// does not hold the port releases nothing, whoever holds it now. Inside an
+// operation that keeps the port to its end (the show text, which calls the
+// inventory slot mid-way) only the operation's own final release counts.
 extern "C" uint32_t qsfp_port_unlock(qsfp_port_ctx *port) {
-    if (port != nullptr && port->port_lock != nullptr && port->lock_held != 0) {
-        port->lock_held = 0;
-        pthread_mutex_unlock(port->port_lock);
+    using namespace qsfp::framework;
+    if (port == nullptr || port->port_lock == nullptr || !owns_port(port) || port->lock_kept != 0) {
+        return QSFP_OK;
     }
+    if (--port->lock_depth == 0) {
+        owner_of(port).store(0);
+    }
+    pthread_mutex_unlock(port->port_lock);
     return QSFP_OK;
 }

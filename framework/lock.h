@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <pthread.h>
 
+#include <qsfp/qsfp_port.h>
+
 namespace qsfp::framework {
 
 // Mutex-block labels and numbers, one per place that may block.
@@ -24,5 +26,22 @@ std::uint32_t lock_library();
 std::uint32_t unlock_library();
 // Takes a port's mutex with the given label; failures are traced.
 std::uint32_t lock_port_mutex(pthread_mutex_t *mutex, const char *label, std::uint32_t number);
+
+// True when the calling thread holds the port through qsfp_check_and_lock_hdl.
+bool owns_port(qsfp_port_ctx *port);
+
+// For the life of the guard, releases of a port the calling thread holds are
+// deferred: an operation that calls other slots mid-way (one of which
+// releases the lock itself) keeps the port until its wrapper releases it.
+class KeepPortHeld {
+public:
+    explicit KeepPortHeld(qsfp_port_ctx *port);
+    ~KeepPortHeld();
+    KeepPortHeld(const KeepPortHeld &) = delete;
+    KeepPortHeld &operator=(const KeepPortHeld &) = delete;
+
+private:
+    qsfp_port_ctx *port_;
+};
 
 }  // namespace qsfp::framework

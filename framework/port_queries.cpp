@@ -7,6 +7,7 @@
 #include <qsfp/qsfp_sff8636.h>
 
 #include "framework/port_defaults.h"
+#include "framework/lock.h"
 #include "framework/slot_call.h"
 #include "framework/trace.h"
 
@@ -128,7 +129,13 @@ extern "C" uint32_t qsfp_port_phy_reg_decode(qsfp_port_ctx *port, void **text, u
         qsfp_port_unlock(port);
         return port->fvt.phy_reg_decode == nullptr ? QSFP_ERR_EMPTY_SLOT : QSFP_ERR_INVALID;
     }
-    const std::uint32_t rc = port->fvt.phy_reg_decode(port, text, len, buffer);
+    std::uint32_t rc;
+    {
+        // The show text calls the inventory slot, which releases the port;
+        // the port stays held until the whole text is built.
+        qsfp::framework::KeepPortHeld keep(port);
+        rc = port->fvt.phy_reg_decode(port, text, len, buffer);
+    }
     buffer[kPhyDecodeBytes - 1] = '\0';
     *text = buffer;
     *len = static_cast<std::uint32_t>(std::strlen(buffer) + 1);

@@ -1,52 +1,22 @@
 // The timer handler: runs on the event manager's thread for every expired
-// leaf of the library's timer tree. It takes no lock.
+// leaf of the library's timer tree. It takes no lock; what a leaf means to the
+// module is the driver's, reached through the hooks the driver set.
+#include <atomic>
 #include <cstdio>
 
 #include <qsfp/qsfp_port.h>
 
+#include "framework/driver_hooks.h"
 #include "framework/timer_leaves.h"
 #include "framework/trace.h"
-#include "sff8636/sff8636_regs.h"
 
 namespace {
 
-using namespace qsfp::sff8636;
-
-void check_tec(qsfp_port_ctx *port) {
-    std::uint8_t tec = 0;
-    const std::uint32_t rc = qsfp_access(port, kTecReady, 1, kPage00, &tec, QSFP_ACCESS_READ);
-    trace_evt(port, "TEC ready reg 0x%x\n", tec);
-    if (rc == QSFP_OK && (tec & kTecReadyBit) != 0) {
-        trace_evt(port, "Init: TEC ready flag set after timer expiry\n");
-    } else {
-        trace_err(port, "Init: TEC fault, ready flag not set after timer expiry\n");
-    }
-}
-
-void check_ctle(qsfp_port_ctx *port) {
-    std::uint8_t flags = 0;
-    const std::uint32_t rc = qsfp_access(port, kTxFaultFlags, 1, kPage00, &flags, QSFP_ACCESS_READ);
-    if (rc != QSFP_OK) {
-        trace_err(port, "QSFP Read Page 0 Byte 4 for CTLE failed in qsfp_timer_tree_handler error 0x%x\n", rc);
-    }
-    if ((flags & kTxEqFaults) != 0) {
-        trace_err(port, "CTLE fault \n");
-    }
-}
-
 void cool_timer_expired(qsfp_port_ctx *port) {
-    port->cool_expired = 1;
+    std::atomic_ref<std::uint32_t>(port->cool_expired).store(1);
     trace_evt(port, "Init: Cool timer expiry\n");
-    if (port->tec_present != 0) {
-        check_tec(port);
-    }
-    if (port->rate == 100 && (port->sff.options[0] & kTxEqAdaptive) != 0 && port->force_non_adaptive_ctle == 0) {
-        check_ctle(port);
-    }
-    // The settle period is over: the lanes requested meanwhile are enabled now.
-    port->sff.ready = 1;
-    if (qsfp_fvt.port_enable != nullptr) {
-        qsfp_fvt.port_enable(port, port->ready_lanes, 0);
+    if (port->hooks != nullptr) {
+        port->hooks->settle_over(port);
     }
     if (port->init_done_notify != nullptr) {
         port->init_done_notify(port->opaque, port->port);
@@ -54,8 +24,9 @@ void cool_timer_expired(qsfp_port_ctx *port) {
 }
 
 void keepalive_expired(qsfp_port_ctx *port) {
-    std::uint8_t value = kVdmErrorReset;
-    qsfp_access(port, kVdmControl, 1, kPageVdmConfig, &value, QSFP_ACCESS_WRITE);
+    if (port->hooks != nullptr) {
+        port->hooks->keep_alive(port);
+    }
     mgd_timer_leaf_start(port->keepalive_timer, qsfp::kKeepaliveSeconds, qsfp::kKeepaliveNanoseconds);
 }
 

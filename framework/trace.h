@@ -46,6 +46,7 @@ inline constexpr std::string_view kTracedSources[] = {
     "sff8636/dom_reports.cpp",
     "sff8636/phy_reg_decode.cpp",
     "sff8636/observation.cpp",
+    "sff8636/settle.cpp",
 };
 
 consteval std::uint32_t source_index(std::string_view path) {

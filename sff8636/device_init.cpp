@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "framework/driver_hooks.h"
 #include "framework/timer_leaves.h"
 #include "framework/trace.h"
 #include "sff8636/driver.h"
@@ -32,7 +33,7 @@ std::uint8_t at(const Image &image, std::uint32_t page, std::uint32_t addr) { re
 
 // Step 4: the capability bytes later steps and operations test.
 void cache_capabilities(qsfp_port_ctx *port, const Image &image) {
-    qsfp_sff8636_state &s = port->sff;
+    State &s = state(port);
     s.options[0] = at(image, kPage00, kOptions193);
     s.options[1] = at(image, kPage00, kOptions194);
     s.options[2] = at(image, kPage00, kOptions195);
@@ -69,7 +70,7 @@ void exchange_overrides(qsfp_port_ctx *port) {
     std::memset(port->lane_tx_eq, reply.tx_eq, QSFP_MAX_LANES);
     std::memset(port->lane_rx_emphasis, reply.rx_emphasis, QSFP_MAX_LANES);
     std::memset(port->lane_rx_amp, reply.rx_amplitude, QSFP_MAX_LANES);
-    qsfp_sff8636_state &s = port->sff;
+    State &s = state(port);
     s.skip_tx_eq |= reply.skip_tx_eq;
     s.skip_rx_eq |= reply.skip_rx_eq;
     s.skip_amp |= reply.skip_amp;
@@ -82,7 +83,7 @@ void exchange_overrides(qsfp_port_ctx *port) {
 // Step 7: modules of our own make ("KORVA") carry maker data and a DOM flag;
 // Mellanox cables do not implement Rx output disable reliably.
 void qualify(qsfp_port_ctx *port, const Image &image) {
-    qsfp_sff8636_state &s = port->sff;
+    State &s = state(port);
     std::memcpy(s.vendor_name, image.data() + kVendorName, kVendorNameLen);
     s.vendor_name[kVendorNameLen] = '\0';
     s.is_korva_qualified = vendor_is(port, "KORVA") ? 1 : 0;
@@ -105,7 +106,7 @@ void psm4_squelch(qsfp_port_ctx *port) {
 
 // Steps 12-13: transmitters and Rx outputs off until the port is enabled.
 void outputs_off(qsfp_port_ctx *port) {
-    if ((port->sff.options[2] & kTxDisableImplemented) != 0) {
+    if ((state(port).options[2] & kTxDisableImplemented) != 0) {
         qsfp_port_lane_tx_ena_dis(port, kAllLanes, 0);
         wait_us(kTxDisableSettleUs);
         trace_evt(port, "Init: Tx disable");
@@ -170,14 +171,14 @@ bool tec_settled(qsfp_port_ctx *port) {
 
 // Step 17: how long a cooled transmitter needs before it may be enabled (us).
 std::uint32_t cool_time(qsfp_port_ctx *port, const Image &image) {
-    if ((port->sff.device_tech & kCooledTx) == 0) {
+    if ((state(port).device_tech & kCooledTx) == 0) {
         return 0;
     }
     if (port->tec_present != 0 && tec_settled(port)) {
         return 0;
     }
     // Our own modules state their TEC stabilisation time on page 03h.
-    const std::uint32_t us = port->sff.is_korva_qualified != 0 ? at(image, kPage03, kTecMaxSeconds) * kUsPerSecond
+    const std::uint32_t us = state(port).is_korva_qualified != 0 ? at(image, kPage03, kTecMaxSeconds) * kUsPerSecond
                                                                 : kDefaultCoolTimeUs;
     trace_evt(port, "Init: TX Cool sleep time %d secs", us / kUsPerSecond);
     return us;
@@ -185,10 +186,10 @@ std::uint32_t cool_time(qsfp_port_ctx *port, const Image &image) {
 
 void write_fixed_tx_eq(qsfp_port_ctx *port) {
     std::uint32_t rc = QSFP_OK;
-    if (port->sff.skip_tx_eq == 0) {
+    if (state(port).skip_tx_eq == 0) {
         rc = write_si_pair(port, kTxEq, port->lane_tx_eq[0], port->lane_tx_eq[0]);
     }
-    if (port->sff.is_korva_qualified != 0 && port->cfg_byte_a != 0) {
+    if (state(port).is_korva_qualified != 0 && port->cfg_byte_a != 0) {
         if (const std::uint32_t vrc = write_page03(port, kVendorCtle, kVendorCtleOn); vrc != QSFP_OK) {
             trace_err(port, "Init: Vendor CTLE Byte Write Error, rc: 0x%x", vrc);
         } else {
@@ -198,7 +199,7 @@ void write_fixed_tx_eq(qsfp_port_ctx *port) {
     if (rc != QSFP_OK) {
         trace_err(port, "Init: Failed to write QSFP EQ values, rc: 0x%x", rc);
     } else {
-        trace_evt(port, "Init: skip_tx_eq %d, Non-adp CTLE peaking values 0x%x", port->sff.skip_tx_eq,
+        trace_evt(port, "Init: skip_tx_eq %d, Non-adp CTLE peaking values 0x%x", state(port).skip_tx_eq,
                   port->lane_tx_eq[0]);
     }
     trace_evt(port, "Init: Non-adaptive CTLE sleep time 300 msecs");
@@ -220,7 +221,7 @@ SiStep set_up_ctle(qsfp_port_ctx *port, std::uint32_t *settle) {
             port->lane_tx_eq[0] = kSourcePhotonicsEq;
             port->lane_tx_eq[1] = kSourcePhotonicsEq;
         }
-        if (port->sff.skip_tx_eq == 0) {
+        if (state(port).skip_tx_eq == 0) {
             write_si_pair(port, kTxEq, port->lane_tx_eq[0], port->lane_tx_eq[0]);
         }
         return SiStep::rx_settings;
@@ -246,7 +247,7 @@ SiStep set_up_ctle(qsfp_port_ctx *port, std::uint32_t *settle) {
 
 // Step 19: what SI the module lets the host set, and the fixed Rx settings.
 void set_up_rx(qsfp_port_ctx *port) {
-    const std::uint8_t options = port->sff.options[0];
+    const std::uint8_t options = state(port).options[0];
     const bool rx_both = (options & (kRxEmphasisProgrammable | kRxAmplitudeProgrammable)) ==
                          (kRxEmphasisProgrammable | kRxAmplitudeProgrammable);
     const bool tx_any = (options & (kTxEqProgrammable | kTxEqAdaptive)) != 0;
@@ -255,17 +256,17 @@ void set_up_rx(qsfp_port_ctx *port) {
         return;
     }
     std::uint32_t rc = QSFP_OK;
-    if (port->sff.skip_rx_eq == 0) {
+    if (state(port).skip_rx_eq == 0) {
         rc |= write_si_pair(port, kRxEmphasis, port->lane_rx_emphasis[0], port->lane_rx_emphasis[0]);
     }
-    if (port->sff.skip_amp == 0) {
+    if (state(port).skip_amp == 0) {
         rc |= write_si_pair(port, kRxAmplitude, port->lane_rx_amp[0], port->lane_rx_amp[0]);
     }
     if (rc != QSFP_OK) {
         trace_err(port, "Failed to write QSFP RXEQ/AMP values, rc: %x", rc);
     } else {
         trace_evt(port, "Init: skip_rx_eq %d skip_amp %d, Forcing deemp 0x%x,0x%x amp 0x%x 0x%x values",
-                  port->sff.skip_rx_eq, port->sff.skip_amp, port->lane_rx_emphasis[0], port->lane_rx_emphasis[0],
+                  state(port).skip_rx_eq, state(port).skip_amp, port->lane_rx_emphasis[0], port->lane_rx_emphasis[0],
                   port->lane_rx_amp[0], port->lane_rx_amp[0]);
     }
 }
@@ -273,10 +274,10 @@ void set_up_rx(qsfp_port_ctx *port) {
 // Step 20: the wait is handed to the cool timer instead of being slept.
 void start_settle_timer(qsfp_port_ctx *port, std::uint32_t settle_us) {
     if (settle_us == 0) {
-        port->sff.ready = 1;
+        set_settle(port, Settle::ready);
         return;
     }
-    port->sff.ready = 0;
+    set_settle(port, Settle::settling);
     const std::uint32_t seconds = settle_us / kUsPerSecond;
     const std::uint32_t nanoseconds = (settle_us % kUsPerSecond) * 1000;
     mgd_timer_leaf_start(port->cool_timer, seconds, nanoseconds);
@@ -413,7 +414,7 @@ std::uint32_t identify(qsfp_port_ctx *port, Image &image) {
     }
     exchange_overrides(port);
     qualify(port, image);
-    if (port->flat_mem == 0 && port->sff.dom_supported != 0) {
+    if (port->flat_mem == 0 && state(port).dom_supported != 0) {
         qsfp_port_save_threshold_data(port, image.data() + image_offset(kPage03, kHalfPage));
     }
     port->rate = qsfp_port_get_rate(at(image, kPage00, kIdentifier));
@@ -435,13 +436,18 @@ extern "C" uint32_t qsfp_port_device_init(qsfp_port_ctx *port, uint32_t hw_init)
     if (port == nullptr) {
         return QSFP_ERR_INVALID;
     }
+    // A bring-up describes the module now in the cage: nothing of an earlier
+    // module's inventory or capabilities stays behind.
+    port->hw_info = qsfp_hw_info{};
+    state(port) = State{};
+    port->hooks = &kTimerHooks;
     Image image{};
     if (const std::uint32_t rc = identify(port, image); rc != QSFP_OK) {
         return rc;
     }
     if (hw_init == 0) {
         trace_evt(port, "Init: Skipping HW Init");
-        port->sff.ready = 1;
+        set_settle(port, Settle::ready);
         return QSFP_OK;
     }
     psm4_squelch(port);

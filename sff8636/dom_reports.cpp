@@ -117,7 +117,7 @@ extern "C" uint32_t qsfp_dom_chan_intr_flags(qsfp_port_ctx *port, char *buf, uin
     if (!observe(port, kObservationPasses, kObservationStepUs)) {
         return kAbandoned;
     }
-    if (port->sff.bit_bang != 0 && port->bit_bang_read != nullptr) {
+    if (state(port).bit_bang != 0 && port->bit_bang_read != nullptr) {
         if (const std::uint32_t rc = qsfp_special_bit_bang_read(port, kFlagsFirst, kFlagsLen, kPage00, flags, kBitBangDelay);
             rc != QSFP_OK) {
             trace_err(port, "errno: Channel Status INTR flag reg second bitbang read failed rc: 0x%x", rc);

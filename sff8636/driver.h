@@ -2,9 +2,14 @@
 // steps share.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include <qsfp/qsfp_sff8636.h>
+
+#include "sff8636/state.h"
+
+struct qsfp_drv_hooks;
 
 namespace qsfp::sff8636 {
 
@@ -17,6 +22,15 @@ std::uint32_t modify_si_values(qsfp_port_ctx *port, std::uint8_t, std::uint8_t *
 std::uint32_t port_disable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_t tx_only);
 std::uint32_t port_enable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_t tx_only);
 std::uint32_t mode_config(qsfp_port_ctx *port, std::uint32_t mode);
+
+// What the timer handler calls when the cool or keep-alive timer fires.
+extern const qsfp_drv_hooks kTimerHooks;
+
+// Lanes requested while the module settles; the timer handler reads it on its
+// own thread, so every access is atomic.
+inline std::atomic_ref<std::uint32_t> pending_lanes(qsfp_port_ctx *port) {
+    return std::atomic_ref<std::uint32_t>(port->ready_lanes);
+}
 
 // Spacing of the bytes of a bit-banged flag read (ns); the module that needs
 // it is marked when its inventory is saved.

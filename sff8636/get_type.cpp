@@ -4,6 +4,7 @@
 #include <qsfp/qsfp_sff8636.h>
 
 #include "framework/trace.h"
+#include "sff8636/state.h"
 #include "sff8636/sff8636_regs.h"
 
 using namespace qsfp::sff8636;
@@ -34,6 +35,6 @@ extern "C" uint32_t qsfp_port_get_type(qsfp_port_ctx *port, uint32_t *type, char
     if (name != nullptr && name_len != 0) {
         std::snprintf(name, name_len, "%s", port->hw_info.qsfp_type_str);
     }
-    *korva = port->sff.is_korva_qualified;
+    *korva = state(port).is_korva_qualified;
     return QSFP_OK;
 }

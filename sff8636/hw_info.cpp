@@ -162,7 +162,7 @@ extern "C" uint32_t qsfp_port_save_hw_info(qsfp_port_ctx *port, const uint8_t *i
     }
     // This module needs its flags read byte by byte, spaced out.
     if (begins_with(vendor, "KORVA-LUMENTUM") && type == kType40GSr4) {
-        port->sff.bit_bang = 1;
+        state(port).bit_bang = 1;
         trace_evt(port, "Byte by byte i2c reads with delay of %u between reads enabled for port %d", kBitBangDelay,
                   port->port);
     }
@@ -170,7 +170,7 @@ extern "C" uint32_t qsfp_port_save_hw_info(qsfp_port_ctx *port, const uint8_t *i
     qsfp_xcvr_check_compliance(image, &compliance);
     info.compliance = compliance;
     trim_fields(info);
-    port->sff.hw_info_saved = compliance == 0 ? 1 : 0;
+    state(port).hw_info_saved = compliance == 0 ? 1 : 0;
     return compliance;
 }
 
@@ -178,7 +178,7 @@ extern "C" uint32_t qsfp_port_get_hw_info(qsfp_port_ctx *port, qsfp_hw_info *inf
     if (port == nullptr) {
         return QSFP_ERR_INVALID;
     }
-    if (port->sff.hw_info_saved == 0) {
+    if (state(port).hw_info_saved == 0) {
         Image image{};
         std::uint32_t rc = reread_image(port, image.data());
         if (rc == QSFP_OK) {

@@ -112,7 +112,7 @@ std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
     }
     status->temperature = temperature_c(word_at(temperature));
     status->vcc = vcc_v(word_at(vcc));
-    status->wavelength_nm = static_cast<float>(word_at(port->sff.wavelength) / kWavelengthUnit);
+    status->wavelength_nm = static_cast<float>(word_at(state(port).wavelength) / kWavelengthUnit);
     return QSFP_OK;
 }
 
@@ -155,7 +155,7 @@ void store_flags(const std::uint8_t *flags, qsfp_hw_status *status) {
 
 std::uint32_t read_flags(qsfp_port_ctx *port, qsfp_hw_status *status) {
     std::uint8_t flags[kFlagsLen] = {};
-    if (port->sff.bit_bang != 0) {
+    if (state(port).bit_bang != 0) {
         if (const std::uint32_t rc =
                 qsfp_special_bit_bang_read(port, kFlagsFirst, kFlagsLen, kPage00, flags, kBitBangDelay);
             rc != QSFP_OK) {
@@ -279,7 +279,7 @@ extern "C" uint32_t qsfp_port_get_hw_status(qsfp_port_ctx *port, qsfp_hw_status 
     } else {
         status->is_copper = 1;
     }
-    if (port->flat_mem != 0 || port->sff.dom_supported == 0) {
+    if (port->flat_mem != 0 || state(port).dom_supported == 0) {
         status->media_type = media_type(port->hw_info.qsfp_type);
         return QSFP_OK;
     }
@@ -299,7 +299,7 @@ extern "C" uint32_t qsfp_port_get_hw_status(qsfp_port_ctx *port, qsfp_hw_status 
         return rc;
     }
     status->media_type = media_type(port->hw_info.qsfp_type);
-    if ((port->sff.enhanced_options & kVdmImplemented) != 0) {
+    if ((state(port).enhanced_options & kVdmImplemented) != 0) {
         status->vdm_present = 1;
         if (const std::uint32_t rc = read_vdm(port, status); rc != QSFP_OK) {
             trace_err(port, "qsfp_port_get_ext_hw_status failed with  rc: %d ", rc);

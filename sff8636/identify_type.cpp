@@ -7,6 +7,7 @@
 #include <qsfp/qsfp_sff8636.h>
 
 #include "framework/trace.h"
+#include "sff8636/state.h"
 #include "sff8636/sff8636_regs.h"
 #include "sff8636/type_tables.h"
 
@@ -86,7 +87,7 @@ void classify_vendor(qsfp_port_ctx *port, const std::uint8_t *page00) {
     set_type(port, kTypeUnknown, kTextUnknown);
     if (passive_plug(page00) && upper(page00, kLengthSmf) == 0) {
         set_type(port, kTypePassiveLoopback, kTextVendorPassiveLoopback);
-        port->sff.is_passive_loopback = 1;
+        state(port).is_passive_loopback = 1;
     }
 }
 
@@ -105,7 +106,7 @@ extern "C" uint32_t qsfp_identify_type(qsfp_port_ctx *port, const uint8_t *page0
     set_type(port, kTypeUnknown, "");
     port->is_copper = 0;
     port->any_page = 0;
-    port->sff.is_passive_loopback = 0;
+    state(port).is_passive_loopback = 0;
 
     const std::uint8_t eth = upper(page00, kEthCompliance);
     if ((eth & kExtendedCompliance) != 0) {

@@ -3,6 +3,7 @@
 #include <qsfp/qsfp_sff8636.h>
 
 #include "framework/trace.h"
+#include "sff8636/state.h"
 #include "sff8636/sff8636_regs.h"
 #include "sff8636/type_tables.h"
 
@@ -76,7 +77,7 @@ extern "C" uint32_t qsfp_port_lane_ctle_ena(qsfp_port_ctx *port, uint32_t lanes,
     if (port == nullptr) {
         return QSFP_ERR_INVALID;
     }
-    if ((port->sff.options[0] & kTxEqAdaptive) == 0) {
+    if ((state(port).options[0] & kTxEqAdaptive) == 0) {
         trace_evt(port, "QSFP CTLE enable %d is not supported for this module", enable);
         return QSFP_OK;
     }

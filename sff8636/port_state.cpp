@@ -3,6 +3,7 @@
 // expiry enables the lanes then pending.
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "framework/trace.h"
 #include "sff8636/driver.h"
@@ -53,7 +54,7 @@ void source_photonics_eq(qsfp_port_ctx *port) {
         port->lane_tx_eq[0] = kSourcePhotonicsEq;
         port->lane_tx_eq[1] = kSourcePhotonicsEq;
     }
-    if (port->sff.skip_tx_eq == 0) {
+    if (state(port).skip_tx_eq == 0) {
         write_si_pair(port, kTxEq, port->lane_tx_eq[0], port->lane_tx_eq[1]);
     }
 }
@@ -62,7 +63,7 @@ void source_photonics_eq(qsfp_port_ctx *port) {
 std::uint32_t adaptive_ctle(qsfp_port_ctx *port, std::uint32_t *wait) {
     trace_evt(port, "Adp CTLE enable");
     qsfp_port_lane_ctle_ena(port, kAllLanes, 1);
-    if (port->sff.is_korva_qualified != 0) {
+    if (state(port).is_korva_qualified != 0) {
         trace_evt(port, "QSFP Korva qualified adp delay read");
         std::uint8_t settle = 0;
         const std::uint32_t rc = qsfp_access(port, kCtleSettle, 1, kPage03, &settle, QSFP_ACCESS_READ);
@@ -83,10 +84,10 @@ std::uint32_t fixed_ctle(qsfp_port_ctx *port) {
         return 0;
     }
     std::uint32_t rc = QSFP_OK;
-    if (port->sff.skip_tx_eq == 0) {
+    if (state(port).skip_tx_eq == 0) {
         rc = write_si_pair(port, kTxEq, port->lane_tx_eq[0], port->lane_tx_eq[0]);
     }
-    if (port->sff.is_korva_qualified != 0 && port->cfg_byte_a != 0) {
+    if (state(port).is_korva_qualified != 0 && port->cfg_byte_a != 0) {
         if (const std::uint32_t vrc = write_page03(port, kVendorCtle, kVendorCtleOn); vrc != QSFP_OK) {
             trace_err(port, "Port Enable: Vendor CTLE Byte Write Error, rc: 0x%x", vrc);
         } else {
@@ -96,7 +97,7 @@ std::uint32_t fixed_ctle(qsfp_port_ctx *port) {
     if (rc != QSFP_OK) {
         trace_err(port, "Failed to write QSFP EQ values, rc: 0x%x", rc);
     }
-    if (port->sff.skip_tx_eq != 0) {
+    if (state(port).skip_tx_eq != 0) {
         return 0;
     }
     trace_evt(port, "Non-adaptive CTLE sleep time 300 msecs");
@@ -105,7 +106,7 @@ std::uint32_t fixed_ctle(qsfp_port_ctx *port) {
 
 // 100G modules: CDRs on, equaliser set and settled, loss-of-lock reported.
 std::uint32_t prepare_100g_lanes(qsfp_port_ctx *port, std::uint32_t lanes) {
-    const std::uint8_t options = port->sff.options[1];
+    const std::uint8_t options = state(port).options[1];
     if ((options & kTxCdrControl) != 0) {
         trace_evt(port, "Tx CDR enable");
         qsfp_port_lane_tx_cdr_ena(port, lanes, 1);
@@ -182,6 +183,37 @@ std::uint32_t finish_enable(qsfp_port_ctx *port, std::uint32_t lanes) {
     return QSFP_OK;
 }
 
+// While the module settles a request only moves the pending mask, which the
+// timer handler enables when the period ends. The handler runs without the
+// port lock: it marks the port ready before it reads the mask, and a request
+// records its lanes before it reads the state, so whichever comes second sees
+// the other and no request is lost (one may act twice, which is harmless).
+// A port whose bring-up stopped before its settle period began has nothing to
+// wait for: its requests are refused until it is created again.
+std::optional<std::uint32_t> hold_while_settling(qsfp_port_ctx *port, std::uint32_t lanes, bool enable) {
+    switch (settle_of(port)) {
+    case Settle::ready:
+        return std::nullopt;
+    case Settle::unbrought:
+        trace_err(port, "Optics bring-up incomplete, lane request 0x%x refused", lanes);
+        return QSFP_ERR_NOT_READY;
+    case Settle::settling:
+        break;
+    }
+    if (enable) {
+        const std::uint32_t pending = pending_lanes(port).fetch_or(lanes) | lanes;
+        trace_evt(port, "Optics still in cool time, updated pending enable 0x%x", pending);
+    } else {
+        const std::uint32_t pending = pending_lanes(port).fetch_and(~lanes) & ~lanes;
+        trace_evt(port, "Optics still in cool time, updated pending disable 0x%x", pending);
+    }
+    if (!is_ready(port)) {
+        return QSFP_OK;
+    }
+    trace_evt(port, "Optics settled meanwhile, lane request 0x%x applied now", lanes);
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::uint32_t port_disable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_t tx_only) {
@@ -189,10 +221,8 @@ std::uint32_t port_disable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32
         return QSFP_ERR_INVALID;
     }
     lanes &= kLaneMask;
-    if (port->sff.ready == 0) {
-        port->ready_lanes &= ~lanes;
-        trace_evt(port, "Optics still in cool time, updated pending disable 0x%x", port->ready_lanes);
-        return QSFP_OK;
+    if (const auto pending = hold_while_settling(port, lanes, false)) {
+        return *pending;
     }
     trace_evt(port, "qsfp_port disable, lane 0x%x ", lanes);
     trace_evt(port, "Tx laser disable");
@@ -218,10 +248,8 @@ std::uint32_t port_enable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_
     if (port == nullptr || lanes == 0) {
         return QSFP_ERR_INVALID;
     }
-    if (port->sff.ready == 0) {
-        port->ready_lanes |= lanes;
-        trace_evt(port, "Optics still in cool time, updated pending enable 0x%x", port->ready_lanes);
-        return QSFP_OK;
+    if (const auto pending = hold_while_settling(port, lanes, true)) {
+        return *pending;
     }
     trace_evt(port, "qsfp_port enable, lane 0x%x", lanes);
     if (port->rate == 100) {

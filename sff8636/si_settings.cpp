@@ -29,10 +29,10 @@ std::uint32_t write_both_settled(qsfp_port_ctx *port, std::uint32_t reg, std::ui
 
 void wait_us(std::uint32_t us) { usleep(us); }
 
-bool tx_eq_adaptive(const qsfp_port_ctx *port) { return (port->sff.options[0] & kTxEqAdaptive) != 0; }
+bool tx_eq_adaptive(const qsfp_port_ctx *port) { return (state(port).options[0] & kTxEqAdaptive) != 0; }
 
 bool vendor_is(const qsfp_port_ctx *port, const char *prefix) {
-    return std::strncmp(port->sff.vendor_name, prefix, std::strlen(prefix)) == 0;
+    return std::strncmp(state(port).vendor_name, prefix, std::strlen(prefix)) == 0;
 }
 
 bool source_photonics_lr4(const qsfp_port_ctx *port) {
@@ -40,11 +40,11 @@ bool source_photonics_lr4(const qsfp_port_ctx *port) {
 }
 
 bool both_squelch_disables(const qsfp_port_ctx *port) {
-    return port->sff.rx_squelch_disable_absent == 0 && port->sff.tx_squelch_disable_absent == 0;
+    return state(port).rx_squelch_disable_absent == 0 && state(port).tx_squelch_disable_absent == 0;
 }
 
 bool rx_output_disable_usable(const qsfp_port_ctx *port) {
-    return (port->sff.options[1] & kRxOutputDisable) != 0 && port->sff.skip_rx_disable == 0;
+    return (state(port).options[1] & kRxOutputDisable) != 0 && state(port).skip_rx_disable == 0;
 }
 
 std::uint32_t write_page03(qsfp_port_ctx *port, std::uint32_t reg, std::uint8_t value) {
@@ -61,7 +61,7 @@ std::uint32_t modify_eq(qsfp_port_ctx *port, std::uint32_t, std::uint8_t *value)
         return QSFP_ERR_INVALID;
     }
     // An adaptive equaliser in charge, or fixed settings not programmable: nothing to write.
-    if ((tx_eq_adaptive(port) && port->force_non_adaptive_ctle == 0) || port->sff.skip_tx_eq != 0) {
+    if ((tx_eq_adaptive(port) && port->force_non_adaptive_ctle == 0) || state(port).skip_tx_eq != 0) {
         return QSFP_OK;
     }
     const std::uint32_t rc = write_both_settled(port, kTxEq, *value);
@@ -75,7 +75,7 @@ std::uint32_t modify_deemphasis(qsfp_port_ctx *port, std::uint32_t, std::uint8_t
     if (port == nullptr || value == nullptr) {
         return QSFP_ERR_INVALID;
     }
-    if (port->sff.skip_rx_eq != 0) {
+    if (state(port).skip_rx_eq != 0) {
         return QSFP_OK;
     }
     const std::uint32_t rc = write_both_settled(port, kRxEmphasis, *value);
@@ -89,7 +89,7 @@ std::uint32_t modify_amp(qsfp_port_ctx *port, std::uint32_t, std::uint8_t *value
     if (port == nullptr || value == nullptr) {
         return QSFP_ERR_INVALID;
     }
-    if (port->sff.skip_amp != 0) {
+    if (state(port).skip_amp != 0) {
         return QSFP_OK;
     }
     const std::uint32_t rc = write_both_settled(port, kRxAmplitude, *value);

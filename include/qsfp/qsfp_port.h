@@ -138,29 +138,18 @@ typedef struct qsfp_port_create_result {
     uint32_t rc;
 } qsfp_port_create_result;
 
-/* State of the SFF-8636 driver: capability bytes cached at bring-up and the
- * flags derived from them. */
-typedef struct qsfp_sff8636_state {
-    char vendor_name[QSFP_VENDOR_NAME_LEN + 1]; /* bytes 148-163 as read */
-    uint8_t options[3];             /* bytes 193, 194, 195 */
-    uint8_t device_tech;            /* byte 147 */
-    uint8_t length_smf;             /* byte 142 */
-    uint8_t length_copper;          /* byte 146 */
-    uint8_t wavelength[2];          /* bytes 186-187 */
-    uint8_t enhanced_options;       /* byte 221 */
-    uint32_t dom_supported;
-    uint32_t is_korva_qualified;
-    uint32_t skip_rx_disable;
-    uint32_t skip_tx_eq;
-    uint32_t skip_rx_eq;
-    uint32_t skip_amp;
-    uint32_t rx_squelch_disable_absent;
-    uint32_t tx_squelch_disable_absent;
-    uint32_t is_passive_loopback;
-    uint32_t ready;                 /* 0 while the cool timer runs */
-    uint32_t hw_info_saved;
-    uint32_t bit_bang;              /* read the flags byte by byte */
-} qsfp_sff8636_state;
+/*
+ * Storage for the private state of the driver bound to a port. Only that
+ * driver reads or writes it; the framework zero-fills it with the context.
+ */
+#define QSFP_DRIVER_STATE_BYTES 1024
+typedef union qsfp_driver_state {
+    uint64_t align;
+    unsigned char bytes[QSFP_DRIVER_STATE_BYTES];
+} qsfp_driver_state;
+
+/* Internal driver behaviour the framework's timer handler calls (opaque). */
+struct qsfp_drv_hooks;
 
 /* One cage. The fields up to `rate` are the framework's; driver state follows. */
 struct qsfp_port_ctx {
@@ -200,12 +189,18 @@ struct qsfp_port_ctx {
     uint32_t retimer_port;
     qsfp_port_ctx *next;
     uint32_t rate;              /* 40, 100, 200 or 400 Gb/s; 0 unknown */
-    uint32_t lock_held;         /* port_lock is held by the operation under way */
+    /* Which thread holds port_lock through qsfp_check_and_lock_hdl (0: none),
+     * how often, and whether a compound operation keeps it to its end. Read
+     * by any thread, written only by the holder. */
+    uint64_t lock_owner;
+    uint32_t lock_depth;
+    uint32_t lock_kept;
+    const struct qsfp_drv_hooks *hooks; /* set by the driver that starts timers */
 
-    /* Driver state. */
+    /* Records every driver fills alike. */
     qsfp_hw_info hw_info;
     qsfp_threshold_data thresholds;
-    qsfp_sff8636_state sff;
+    qsfp_driver_state driver;
 
     uint32_t any_page;          /* DWDM module: every page number is accepted */
     uint32_t is_direct_page_wr_support;

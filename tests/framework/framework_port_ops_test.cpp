@@ -571,7 +571,7 @@ TEST_F(PortOpsTest, HwInfoSlotThatReleasesTheLockItselfIsNotReleasedTwice) {
     qsfp_hw_info info{};
     EXPECT_EQ(qsfp_port_hw_info(port, &info), QSFP_OK);
     EXPECT_TRUE(unlocked());
-    EXPECT_EQ(port->lock_held, 0u);
+    EXPECT_EQ(port->lock_owner, 0u);
     EXPECT_EQ(std::string(info.pid), "BASIC-100G-SR4");
 }
 

@@ -38,8 +38,8 @@ protected:
         p.init_done_notify = init_done;
         qsfp_port_ctx *port = create(p, QSFP_OK);
         port->rate = rate;
-        port->sff.ready = 0;
-        port->sff.options[1] = 0;
+        set_settle(port, Settle::settling);
+        state(port).options[1] = 0;
         forget_traffic();
         return port;
     }
@@ -55,7 +55,7 @@ TEST_F(TimerHandlerTest, CoolTimerWithoutTecAt40GSetsReadyEnablesPendingLanesAnd
     EXPECT_EQ(port->cool_expired, 0u);
     usleep(200000);
     EXPECT_EQ(port->cool_expired, 1u);
-    EXPECT_EQ(port->sff.ready, 1u);
+    EXPECT_EQ(settle_of(port), Settle::ready);
     EXPECT_EQ(byte(0, 86), 0x0A);  // lanes 0 and 2 on
     EXPECT_EQ(g_done.calls, 1);
     EXPECT_EQ(g_done.opaque, cage().opaque());
@@ -101,7 +101,7 @@ TEST_F(TimerHandlerTest, TecNotReadyOrUnreadableIsAFault) {
 
 TEST_F(TimerHandlerTest, AdaptiveEqualiserFaultIsCheckedAt100G) {
     qsfp_port_ctx *port = make_settling(100);
-    port->sff.options[0] = 0x08;
+    state(port).options[0] = 0x08;
     module().memory().set(0, 4, 0x20);
     mgd_timer_leaf_start(port->cool_timer, 1, 0);
     usleep(1000000);
@@ -110,14 +110,14 @@ TEST_F(TimerHandlerTest, AdaptiveEqualiserFaultIsCheckedAt100G) {
 
 TEST_F(TimerHandlerTest, EqualiserCheckSkippedWhenForcedNonAdaptiveAndQuietOnReadFailure) {
     qsfp_port_ctx *port = make_settling(100);
-    port->sff.options[0] = 0x08;
+    state(port).options[0] = 0x08;
     port->force_non_adaptive_ctle = 1;
     module().memory().set(0, 4, 0x20);
     mgd_timer_leaf_start(port->cool_timer, 1, 0);
     usleep(1000000);
     EXPECT_FALSE(trace_has(kErr, "Controller 0 Port 1: CTLE fault \n"));
     port->force_non_adaptive_ctle = 0;
-    port->sff.ready = 0;
+    set_settle(port, Settle::settling);
     cage().fail_range(Op::read, -1, 4, 4, 5, 1);
     mgd_timer_leaf_start(port->cool_timer, 1, 0);
     usleep(1000000);

@@ -36,7 +36,7 @@ TEST(TimerRealTimeTest, CoolTimerFiresOnTheEventManagersThread) {
     ASSERT_EQ(qsfp_port_create(&p, &result), QSFP_OK);
     qsfp_port_ctx *port = result.handle;
     port->rate = 40;
-    port->sff.ready = 0;
+    qsfp::sff8636::set_settle(port, qsfp::sff8636::Settle::settling);
     card.cage(0).module()->memory().set(0, 86, 0x0F);
     ASSERT_EQ(qsfp_fvt.port_enable(port, 0x03, 0), QSFP_OK);  // pending
 

@@ -88,7 +88,7 @@ TEST_P(BringUpTest, WritesWaitsReadyFlagAndTimers) {
     for (const auto &t : data_writes()) writes.push_back({t.page, t.reg, t.data});
     EXPECT_EQ(writes, b.writes);
     EXPECT_EQ(sleeps(), b.sleeps_us);
-    EXPECT_EQ(port->sff.ready, b.ready ? 1u : 0u);
+    EXPECT_EQ(is_ready(port), b.ready);
     if (b.cool_timer_ns != 0) {
         EXPECT_EQ(mgd_timer_ref_deadline_ns(port->cool_timer) - mgd_timer_ref_now_ns(port->cool_timer), b.cool_timer_ns);
     } else {
@@ -103,7 +103,7 @@ TEST_P(BringUpTest, WritesWaitsReadyFlagAndTimers) {
         EXPECT_EQ(port->ready_lanes, 0x0Fu);
         usleep(static_cast<useconds_t>(b.cool_timer_ns / 1000));
         EXPECT_EQ(port->cool_expired, 1u);
-        EXPECT_EQ(port->sff.ready, 1u);
+        EXPECT_EQ(settle_of(port), Settle::ready);
         EXPECT_EQ(byte(0, 86), 0x00);
     }
 }
@@ -126,7 +126,7 @@ TEST_F(SffPortTest, EveryCatalogueModuleClassifiesAsItsTablesSay) {
             EXPECT_EQ(std::string(result.handle->hw_info.qsfp_type_str), e.type_string) << e.name;
             EXPECT_EQ(result.handle->flat_mem, e.flat ? 1u : 0u) << e.name;
             EXPECT_EQ(result.handle->any_page, e.dwdm ? 1u : 0u) << e.name;
-            EXPECT_EQ(result.handle->sff.is_korva_qualified, e.maker_qualified ? 1u : 0u) << e.name;
+            EXPECT_EQ(state(result.handle).is_korva_qualified, e.maker_qualified ? 1u : 0u) << e.name;
             EXPECT_EQ(result.handle->hw_info.compliance, 0u) << e.name;
         } else {
             EXPECT_EQ(e.type_code, 0u) << e.name;

@@ -71,7 +71,7 @@ protected:
 TEST_F(DeviceInitTest, IdentificationOnlyWritesNothingAndIsReadyAtOnce) {
     insert(0, image({}));
     qsfp_port_ctx *port = create(0, QSFP_OK);
-    EXPECT_EQ(port->sff.ready, 1u);
+    EXPECT_EQ(settle_of(port), Settle::ready);
     EXPECT_TRUE(data_writes().empty());
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: Init: Skipping HW Init"));
     EXPECT_EQ(port->hw_info.qsfp_type, 2u);
@@ -83,7 +83,7 @@ TEST_F(DeviceInitTest, PlainModuleGetsHighPowerModeAndAFixedEqualiserSettle) {
     // cool timer, even when its equaliser is not programmable.
     qsfp_port_ctx *port = bring_up(image({}));
     EXPECT_EQ(byte(0, 93), 0x01);
-    EXPECT_EQ(port->sff.ready, 0u);
+    EXPECT_EQ(settle_of(port), Settle::settling);
     EXPECT_EQ(sleeps(), std::vector<std::uint64_t>{300000});
     EXPECT_FALSE(wrote(3, 234));
     EXPECT_TRUE(evt("Init: High power mode enable"));
@@ -94,7 +94,7 @@ TEST_F(DeviceInitTest, PlainModuleGetsHighPowerModeAndAFixedEqualiserSettle) {
 
 TEST_F(DeviceInitTest, ModuleWithAnAdaptiveEqualiserIsReadyWithoutTimer) {
     qsfp_port_ctx *port = bring_up(image({{0, 193, 0x08}}));
-    EXPECT_EQ(port->sff.ready, 1u);
+    EXPECT_EQ(settle_of(port), Settle::ready);
     EXPECT_EQ(mgd_timer_leaf_running(port->cool_timer), 0);
 }
 
@@ -138,7 +138,7 @@ TEST_F(DeviceInitTest, MellanoxCablesKeepTheirRxOutputs) {
     ModuleMemory m = image({{0, 194, 0x04}});
     set_vendor(m, "Mellanox");
     qsfp_port_ctx *port = bring_up(std::move(m));
-    EXPECT_EQ(port->sff.skip_rx_disable, 1u);
+    EXPECT_EQ(state(port).skip_rx_disable, 1u);
     EXPECT_EQ(byte(3, 241), 0x00);
     EXPECT_TRUE(evt("Is Korva Qualified optics is_korva_qualified_qsfp = 0 skip_rx_disable = 1"));
 }
@@ -161,7 +161,7 @@ TEST_F(DeviceInitTest, TecFlagIsMaskedAndPolledFiveTimesBeforeTheDefaultCoolTime
     EXPECT_EQ(port->tec_present, 1u);
     EXPECT_EQ(byte(0, 107), 0x01);
     EXPECT_EQ(sleeps(), (std::vector<std::uint64_t>{300000, 5000, 5000, 5000, 5000, 5000}));
-    EXPECT_EQ(port->sff.ready, 0u);
+    EXPECT_EQ(settle_of(port), Settle::settling);
     EXPECT_TRUE(evt("Init: TX Cool sleep time 10 secs"));
     EXPECT_TRUE(evt("Init: Final sleep time 10 sec 0 nsec"));
     const std::uint64_t now = mgd_timer_ref_now_ns(port->cool_timer);
@@ -170,7 +170,7 @@ TEST_F(DeviceInitTest, TecFlagIsMaskedAndPolledFiveTimesBeforeTheDefaultCoolTime
 
 TEST_F(DeviceInitTest, SettledTecNeedsNoCoolTime) {
     qsfp_port_ctx *port = bring_up(image({{0, 147, 0x04}, {3, 230, 0x01}, {0, 8, 0x01}, {0, 193, 0x08}}));
-    EXPECT_EQ(port->sff.ready, 1u);
+    EXPECT_EQ(settle_of(port), Settle::ready);
     EXPECT_EQ(sleeps(), std::vector<std::uint64_t>{300000});
     EXPECT_TRUE(evt("Init: TEC ready flag set"));
     EXPECT_EQ(mgd_timer_leaf_running(port->cool_timer), 0);
@@ -180,8 +180,8 @@ TEST_F(DeviceInitTest, QualifiedModuleWithoutTecFlagTakesItsOwnTime) {
     ModuleMemory m = image({{0, 147, 0x04}, {3, 228, 7}, {0, 106, 1}});
     set_vendor(m, "KORVA");
     qsfp_port_ctx *port = bring_up(std::move(m));
-    EXPECT_EQ(port->sff.is_korva_qualified, 1u);
-    EXPECT_EQ(port->sff.ready, 0u);
+    EXPECT_EQ(state(port).is_korva_qualified, 1u);
+    EXPECT_EQ(settle_of(port), Settle::settling);
     EXPECT_TRUE(evt("Init: TX Cool sleep time 7 secs"));
     EXPECT_TRUE(evt("Init: Final sleep time 7 sec 0 nsec"));
 }
@@ -190,7 +190,7 @@ TEST_F(DeviceInitTest, QualifiedModuleWithZeroTimeAndNoTecFlagIsReadyAtOnce) {
     ModuleMemory m = image({{0, 147, 0x04}, {3, 228, 0}, {0, 106, 1}, {0, 193, 0x08}});
     set_vendor(m, "KORVA");
     qsfp_port_ctx *port = bring_up(std::move(m));
-    EXPECT_EQ(port->sff.ready, 1u);
+    EXPECT_EQ(settle_of(port), Settle::ready);
     EXPECT_EQ(mgd_timer_leaf_running(port->cool_timer), 0);
     EXPECT_TRUE(evt("Init: TX Cool sleep time 0 secs"));
 }
@@ -199,7 +199,7 @@ TEST_F(DeviceInitTest, QualifiedModuleWithoutDomByteHasNoDomSupport) {
     ModuleMemory m = image({{3, 128, 0x50}});
     set_vendor(m, "KORVA");
     qsfp_port_ctx *port = bring_up(std::move(m));
-    EXPECT_EQ(port->sff.dom_supported, 0u);
+    EXPECT_EQ(state(port).dom_supported, 0u);
     EXPECT_EQ(port->thresholds.temp_high_alarm, 0.0f);  // not saved
     EXPECT_TRUE(evt("QSFP has flat memory:0 QSFP has DOM support:0"));
 }
@@ -227,7 +227,7 @@ TEST_F(DeviceInitTest, AdaptiveEqualiserIsSwitchedOffAndRxSettingsForced) {
     EXPECT_EQ(byte(3, 239), 0x33);
     EXPECT_FALSE(wrote(3, 234));
     EXPECT_EQ(port->hw_info.si_capability, 1u);
-    EXPECT_EQ(port->sff.ready, 1u);
+    EXPECT_EQ(settle_of(port), Settle::ready);
     EXPECT_TRUE(evt("Init: CTLE disable"));
     EXPECT_TRUE(evt("Init: skip_rx_eq 0 skip_amp 0, Forcing deemp 0x22,0x22 amp 0x33 0x33 values"));
 }
@@ -243,7 +243,7 @@ TEST_F(DeviceInitTest, ForcedNonAdaptiveEqualiserIsWrittenAndSettles300Ms) {
     EXPECT_EQ(byte(3, 234), 0x44);
     EXPECT_EQ(byte(3, 235), 0x44);
     EXPECT_EQ(byte(3, 223), 0x01);
-    EXPECT_EQ(port->sff.ready, 0u);
+    EXPECT_EQ(settle_of(port), Settle::settling);
     EXPECT_EQ(port->hw_info.si_capability, 2u);
     EXPECT_TRUE(evt("Init: Vendor CTLE Byte updated"));
     EXPECT_TRUE(evt("Init: skip_tx_eq 0, Non-adp CTLE peaking values 0x44"));
@@ -267,7 +267,7 @@ TEST_F(DeviceInitTest, SourcePhotonicsLr4TakesFixedEqualiserWithoutWaiting) {
     EXPECT_EQ(byte(3, 241), 0x00);
     EXPECT_EQ(byte(3, 234), 0xAA);
     EXPECT_EQ(byte(3, 235), 0xAA);
-    EXPECT_EQ(port->sff.ready, 1u);
+    EXPECT_EQ(settle_of(port), Settle::ready);
 }
 
 TEST_F(DeviceInitTest, ExtendedRateSelectVersion2SetsBothDirectionsHigh) {
@@ -361,8 +361,8 @@ TEST_F(DeviceInitTest, AcceptedOverrideReplacesTheSiDefaults) {
         EXPECT_EQ(port->lane_rx_emphasis[lane], 0x22);
         EXPECT_EQ(port->lane_rx_amp[lane], 0x33);
     }
-    EXPECT_EQ(port->sff.skip_tx_eq, 1u);
-    EXPECT_EQ(port->sff.rx_squelch_disable_absent, 1u);
+    EXPECT_EQ(state(port).skip_tx_eq, 1u);
+    EXPECT_EQ(state(port).rx_squelch_disable_absent, 1u);
     EXPECT_EQ(port->force_non_adaptive_ctle, 1u);
     EXPECT_EQ(byte(3, 236), 0x22);
     EXPECT_TRUE(trace_has(kEvt, "Controller 4 Port 1: Init: update_func overrides tx/rx/actle/amp 0x0"));

@@ -166,7 +166,7 @@ TEST_F(DomReportsTest, AdminNotificationDuringObservationAbandonsTheReport) {
 
 TEST_F(DomReportsTest, BitBangedModulesReadTheSecondFlagsByteByByte) {
     qsfp_port_ctx *port = make();
-    port->sff.bit_bang = 1;
+    state(port).bit_bang = 1;
     report(qsfp_dom_chan_intr_flags, port);
     const auto log = cage().log();
     ASSERT_EQ(log.size() - std::count_if(log.begin(), log.end(), [](const auto &t) { return t.reg == 127; }), 2u);
@@ -233,7 +233,7 @@ TEST_F(DomReportsTest, SecondFlagReadFailures) {
     report(qsfp_dom_chan_intr_flags, port, &rc);
     EXPECT_EQ(rc, 6u);
     EXPECT_TRUE(trace_has(kErr, "Controller 0 Port 1: errno: Channel Status Interrupt flag reg second read failed. rc: 0x6"));
-    port->sff.bit_bang = 1;
+    state(port).bit_bang = 1;
     clear_traces();
     cage().fail_nth_access(2, 7);
     report(qsfp_dom_chan_intr_flags, port, &rc);

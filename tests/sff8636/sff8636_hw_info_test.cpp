@@ -55,7 +55,7 @@ TEST_F(HwInfoTest, PlainModuleGetsABasicPidAndKeepsItsOwn) {
     EXPECT_EQ(i.rev_present, 1u);
     EXPECT_EQ(i.compliance, 0u);
     EXPECT_EQ(i.qsfp_type, 2u);
-    EXPECT_EQ(port->sff.hw_info_saved, 1u);
+    EXPECT_EQ(state(port).hw_info_saved, 1u);
 }
 
 TEST_F(HwInfoTest, QualifiedModuleCarriesItsOwnPid) {
@@ -85,7 +85,7 @@ TEST_F(HwInfoTest, BadChecksumIsReportedAndTheInventoryNotMarkedSaved) {
     m.set(0, 191, static_cast<std::uint8_t>(m.get(0, 191) + 1));
     qsfp_port_ctx *port = make(std::move(m));
     EXPECT_EQ(port->hw_info.compliance, 3u);
-    EXPECT_EQ(port->sff.hw_info_saved, 0u);
+    EXPECT_EQ(state(port).hw_info_saved, 0u);
     ModuleMemory n = inventory_image("FINISAR CORP");
     n.set(0, 223, static_cast<std::uint8_t>(n.get(0, 223) + 1));
     TearDown();
@@ -117,11 +117,11 @@ TEST_F(HwInfoTest, LumentumQualifiedSr4IsReadByteByByte) {
     fix_checksums(m);
     qsfp_port_ctx *port = make(std::move(m));
     EXPECT_EQ(port->hw_info.qsfp_type, 66u);
-    EXPECT_EQ(port->sff.bit_bang, 1u);
+    EXPECT_EQ(state(port).bit_bang, 1u);
     insert(1, inventory_image("KORVA-LUMENTUM"));  // an SR4 of type 2: not bit-banged
     qsfp_port_create_params p = params(1);
     clear_traces();
-    EXPECT_EQ(create(p, QSFP_OK)->sff.bit_bang, 0u);
+    EXPECT_EQ(state(create(p, QSFP_OK)).bit_bang, 0u);
 }
 
 TEST_F(HwInfoTest, GetHwInfoCopiesTheSavedRecordWithoutTouchingTheModule) {
@@ -134,7 +134,7 @@ TEST_F(HwInfoTest, GetHwInfoCopiesTheSavedRecordWithoutTouchingTheModule) {
 
 TEST_F(HwInfoTest, NeverSavedInventoryIsReadAgain) {
     qsfp_port_ctx *port = make(inventory_image("FINISAR CORP"));
-    port->sff.hw_info_saved = 0;
+    state(port).hw_info_saved = 0;
     std::memset(&port->hw_info.serial_number, 0, sizeof port->hw_info.serial_number);
     qsfp_hw_info info{};
     EXPECT_EQ(qsfp_port_hw_info(port, &info), QSFP_OK);
@@ -148,7 +148,7 @@ TEST_F(HwInfoTest, FailedReReadIsTracedAndUnlocks) {
     qsfp_port_create_params p = params(0);
     p.port_lock = &mu;
     qsfp_port_ctx *port = create(p, QSFP_OK);
-    port->sff.hw_info_saved = 0;
+    state(port).hw_info_saved = 0;
     clear_traces();
     cage().fail_range(Op::read, 2, 128, 255, 5);
     qsfp_hw_info info{};
@@ -168,7 +168,7 @@ TEST_F(HwInfoTest, WholeImagePlatformsReReadOnlyPages00And02) {
     p.is_direct_page_rd_support = 1;
     p.cfg_word[2] = 1;
     qsfp_port_ctx *port = create(p, QSFP_OK);
-    port->sff.hw_info_saved = 0;
+    state(port).hw_info_saved = 0;
     cage().clear_log();
     qsfp_hw_info info{};
     EXPECT_EQ(qsfp_port_hw_info(port, &info), QSFP_OK);

@@ -50,8 +50,8 @@ TEST_F(HwStatusTest, MonitorsAndFlagsFillTheirEntries) {
     module().memory().set(0, 9, 0x84);   // Rx1 high alarm, Rx2 low alarm
     module().memory().set(0, 12, 0x01);  // bias lane 4 low warning
     module().memory().set(0, 14, 0x20);  // Tx power lane 3 high warning
-    port->sff.wavelength[0] = 0x65;      // 25950 / 20 = 1297 nm
-    port->sff.wavelength[1] = 0x5E;
+    state(port).wavelength[0] = 0x65;      // 25950 / 20 = 1297 nm
+    state(port).wavelength[1] = 0x5E;
     ASSERT_EQ(qsfp_port_hw_status(port, &status_), QSFP_OK);
     EXPECT_FLOAT_EQ(status_.rx_power_dbm[1], 10.0f * std::log10(0.5f));
     EXPECT_NEAR(status_.rx_power_dbm[1], -3.0103f, 1e-4);
@@ -137,7 +137,7 @@ TEST_F(HwStatusTest, CopperCableSkipsTxDisableAndFlatOrNoDomStopsEarly) {
     EXPECT_EQ(cage().stats().transactions, 0u);
     port->is_copper = 0;
     port->flat_mem = 0;
-    port->sff.dom_supported = 0;
+    state(port).dom_supported = 0;
     module().memory().set(0, 86, 0x0F);
     ASSERT_EQ(qsfp_port_hw_status(port, &status_), QSFP_OK);
     EXPECT_EQ(status_.tx_disabled[3], 1u);

@@ -8,6 +8,8 @@
 
 #include <qsfp/qsfp_sff8636.h>
 
+#include "sff8636/state.h"
+
 #include "support/trace_reader.h"
 
 namespace {
@@ -131,7 +133,7 @@ TEST_F(IdentifyTypeTest, UnlistedByte192PassivePlugIsAPassiveLoopbackWithTheCopp
     at(146) = 0;
     classify();
     expect({127, "QSFP TYPE 100G PASSIVE LOOPBACK", true}, "loopback");
-    EXPECT_EQ(port_.sff.is_passive_loopback, 0u);
+    EXPECT_EQ(qsfp::sff8636::state(&port_).is_passive_loopback, 0u);
     at(146) = 3;  // a real cable length: not a plug
     classify();
     expect({133, "QSFP28 100G SM SR"}, "cable");
@@ -176,11 +178,11 @@ TEST_F(IdentifyTypeTest, ZeroByte131PassivePlugNeedsBothLengthsZeroAndSetsTheLoo
     at(147) = 0x80;
     classify();
     expect({127, "QSFP 100G PASSIVE LB"}, "lb");
-    EXPECT_EQ(port_.sff.is_passive_loopback, 1u);
+    EXPECT_EQ(qsfp::sff8636::state(&port_).is_passive_loopback, 1u);
     at(142) = 1;
     classify();
     expect({0, "QSFP TYPE UNKNOWN"}, "smf length");
-    EXPECT_EQ(port_.sff.is_passive_loopback, 0u);
+    EXPECT_EQ(qsfp::sff8636::state(&port_).is_passive_loopback, 0u);
 }
 
 TEST_F(IdentifyTypeTest, ReclassificationClearsTheFlagsOfTheFormerModule) {

@@ -92,7 +92,7 @@ TEST_F(InventoryTest, EveryRealSff8636Image) {
         ASSERT_EQ(qsfp_port_create(&p, &r), QSFP_OK) << file;
         check_inventory(r.handle, m, file.filename().string());
         EXPECT_EQ(r.handle->hw_info.compliance, 0u) << file;
-        EXPECT_EQ(r.handle->sff.hw_info_saved, 1u) << file;
+        EXPECT_EQ(state(r.handle).hw_info_saved, 1u) << file;
         qsfp_port_delete(r.handle);
     }
 }

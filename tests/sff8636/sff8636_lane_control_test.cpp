@@ -104,7 +104,7 @@ TEST_F(LaneControlTest, AdaptiveEqualiserBitsOnlyWhenTheModuleHasOne) {
     EXPECT_TRUE(cage().writes().empty());
     EXPECT_EQ(trace_texts(kEvt),
               std::vector<std::string>{"Controller 0 Port 1: QSFP CTLE enable 1 is not supported for this module"});
-    port->sff.options[0] = 0x08;
+    state(port).options[0] = 0x08;
     EXPECT_EQ(qsfp_port_lane_ctle_ena(port, 0x0F, 1), QSFP_OK);
     EXPECT_EQ(byte(3, 241), 0x0F);
     EXPECT_EQ(qsfp_port_lane_ctle_ena(port, 0x0F, 0), QSFP_OK);
@@ -127,7 +127,7 @@ TEST_F(LaneControlTest, RxOutputDisableUsesTheHighNibbleOfPage03Byte241) {
 
 TEST_F(LaneControlTest, EqualiserWriterSettlesAfterEachByte) {
     qsfp_port_ctx *port = make();
-    port->sff.skip_tx_eq = 0;
+    state(port).skip_tx_eq = 0;
     std::uint8_t value = 0x44;
     EXPECT_EQ(qsfp_modify_eq(port, 0x0F, &value), QSFP_OK);
     EXPECT_EQ(byte(3, 234), 0x44);
@@ -142,15 +142,15 @@ TEST_F(LaneControlTest, EqualiserWriterSettlesAfterEachByte) {
 TEST_F(LaneControlTest, EqualiserWriterLeavesAnAdaptiveOrFixedEqualiserAlone) {
     qsfp_port_ctx *port = make();
     std::uint8_t value = 0x44;
-    port->sff.options[0] = 0x08;  // adaptive in charge
-    port->sff.skip_tx_eq = 0;
+    state(port).options[0] = 0x08;  // adaptive in charge
+    state(port).skip_tx_eq = 0;
     EXPECT_EQ(qsfp_modify_eq(port, 0x0F, &value), QSFP_OK);
     EXPECT_TRUE(cage().writes().empty());
     port->force_non_adaptive_ctle = 1;
-    port->sff.skip_tx_eq = 1;  // not programmable
+    state(port).skip_tx_eq = 1;  // not programmable
     EXPECT_EQ(qsfp_modify_eq(port, 0x0F, &value), QSFP_OK);
     EXPECT_TRUE(cage().writes().empty());
-    port->sff.skip_tx_eq = 0;
+    state(port).skip_tx_eq = 0;
     EXPECT_EQ(qsfp_modify_eq(port, 0x0F, &value), QSFP_OK);
     EXPECT_EQ(byte(3, 235), 0x44);
 }
@@ -158,13 +158,13 @@ TEST_F(LaneControlTest, EqualiserWriterLeavesAnAdaptiveOrFixedEqualiserAlone) {
 TEST_F(LaneControlTest, EmphasisAndAmplitudeWritersHonourTheirSkipFlags) {
     qsfp_port_ctx *port = make();
     std::uint8_t value = 0x21;
-    port->sff.skip_rx_eq = 1;
-    port->sff.skip_amp = 1;
+    state(port).skip_rx_eq = 1;
+    state(port).skip_amp = 1;
     EXPECT_EQ(qsfp_modify_deemphasis(port, 0, &value), QSFP_OK);
     EXPECT_EQ(qsfp_modify_amp(port, 0, &value), QSFP_OK);
     EXPECT_TRUE(cage().writes().empty());
-    port->sff.skip_rx_eq = 0;
-    port->sff.skip_amp = 0;
+    state(port).skip_rx_eq = 0;
+    state(port).skip_amp = 0;
     EXPECT_EQ(qsfp_modify_deemphasis(port, 0, &value), QSFP_OK);
     EXPECT_EQ(qsfp_modify_amp(port, 0, &value), QSFP_OK);
     EXPECT_EQ(byte(3, 236), 0x21);
@@ -175,9 +175,9 @@ TEST_F(LaneControlTest, EmphasisAndAmplitudeWritersHonourTheirSkipFlags) {
 
 TEST_F(LaneControlTest, SiWritersAnswerTheOrOfBothWrites) {
     qsfp_port_ctx *port = make();
-    port->sff.skip_tx_eq = 0;
-    port->sff.skip_rx_eq = 0;
-    port->sff.skip_amp = 0;
+    state(port).skip_tx_eq = 0;
+    state(port).skip_rx_eq = 0;
+    state(port).skip_amp = 0;
     std::uint8_t value = 1;
     cage().fail_range(Op::write, 3, 235, 235, 0x4);
     cage().fail_range(Op::write, 3, 236, 236, 0x2);

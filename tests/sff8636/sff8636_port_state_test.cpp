@@ -24,9 +24,9 @@ protected:
     qsfp_port_ctx *make_ready(std::uint32_t rate = 100) {
         qsfp_port_ctx *port = make();
         port->rate = rate;
-        port->sff.options[0] = 0;
-        port->sff.options[1] = 0;
-        port->sff.skip_tx_eq = 1;
+        state(port).options[0] = 0;
+        state(port).options[1] = 0;
+        state(port).skip_tx_eq = 1;
         return port;
     }
 };
@@ -41,7 +41,7 @@ TEST_F(PortStateTest, EnableWithoutLanesInTheLowByteAnswers22) {
 
 TEST_F(PortStateTest, DuringTheSettlePeriodRequestsOnlyMoveThePendingLanes) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.ready = 0;
+    set_settle(port, Settle::settling);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x01, 0), QSFP_OK);
     EXPECT_EQ(port->ready_lanes, 0x01u);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0C, 0), QSFP_OK);
@@ -60,7 +60,7 @@ TEST_F(PortStateTest, DuringTheSettlePeriodRequestsOnlyMoveThePendingLanes) {
 
 TEST_F(PortStateTest, EnableThenDisableOfLane0DuringSettleTouchesNothing) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.ready = 0;
+    set_settle(port, Settle::settling);
     qsfp_fvt.port_enable(port, 0x01, 0);
     qsfp_fvt.port_disable(port, 0x01, 0);
     EXPECT_EQ(port->ready_lanes, 0u);
@@ -69,8 +69,8 @@ TEST_F(PortStateTest, EnableThenDisableOfLane0DuringSettleTouchesNothing) {
 
 TEST_F(PortStateTest, DisableTurnsTheLasersOffThenTheEqualiserAndRxOutputs) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.options[0] = 0x08;  // adaptive equaliser
-    port->sff.options[1] = 0x04;  // Rx output disable
+    state(port).options[0] = 0x08;  // adaptive equaliser
+    state(port).options[1] = 0x04;  // Rx output disable
     module().memory().set(3, 241, 0x0F);
     EXPECT_EQ(qsfp_fvt.port_disable(port, 0x03, 0), QSFP_OK);
     EXPECT_EQ(byte(0, 86), 0x03);
@@ -82,7 +82,7 @@ TEST_F(PortStateTest, DisableTurnsTheLasersOffThenTheEqualiserAndRxOutputs) {
 
 TEST_F(PortStateTest, TxOnlyDisableStopsAfterTheLasers) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.options[1] = 0x04;
+    state(port).options[1] = 0x04;
     EXPECT_EQ(qsfp_fvt.port_disable(port, 0x0F, 1), QSFP_OK);
     EXPECT_EQ(byte(0, 86), 0x0F);
     EXPECT_EQ(byte(3, 241), 0x00);
@@ -92,8 +92,8 @@ TEST_F(PortStateTest, TxOnlyDisableStopsAfterTheLasers) {
 
 TEST_F(PortStateTest, MellanoxCablesKeepTheirRxOutputsAndFailuresDoNotStopDisable) {
     qsfp_port_ctx *port = make_ready(40);
-    port->sff.options[1] = 0x04;
-    port->sff.skip_rx_disable = 1;
+    state(port).options[1] = 0x04;
+    state(port).skip_rx_disable = 1;
     cage().fail_range(Op::write, -1, 86, 86, 5);
     EXPECT_EQ(qsfp_fvt.port_disable(port, 0x0F, 0), QSFP_OK);
     EXPECT_EQ(byte(3, 241), 0x00);
@@ -102,7 +102,7 @@ TEST_F(PortStateTest, MellanoxCablesKeepTheirRxOutputsAndFailuresDoNotStopDisabl
 
 TEST_F(PortStateTest, EnableAt40GClearsTheTxFaultAndTheFlags) {
     qsfp_port_ctx *port = make_ready(40);
-    port->sff.options[1] = 0x04;
+    state(port).options[1] = 0x04;
     module().memory().set(0, 86, 0x0F);
     module().memory().set(3, 241, 0xF0);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
@@ -124,7 +124,7 @@ TEST_F(PortStateTest, EnableAt40GClearsTheTxFaultAndTheFlags) {
 
 TEST_F(PortStateTest, TxOnlyEnableStopsAfterTheFaultClear) {
     qsfp_port_ctx *port = make_ready(40);
-    port->sff.options[1] = 0x04;
+    state(port).options[1] = 0x04;
     module().memory().set(3, 241, 0xF0);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x01, 1), QSFP_OK);
     EXPECT_EQ(byte(3, 241), 0xF0);
@@ -140,7 +140,7 @@ TEST_F(PortStateTest, TxFaultSeenAfterEnableIsAWarningOnly) {
 
 TEST_F(PortStateTest, AdaptiveEqualiserOfAnotherMakerTrainsFiveSeconds) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.options[0] = 0x08;
+    state(port).options[0] = 0x08;
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
     EXPECT_EQ(byte(3, 241), 0x0F);
     EXPECT_EQ(sleeps(), (std::vector<std::uint64_t>{5000000, 400000}));
@@ -150,8 +150,8 @@ TEST_F(PortStateTest, AdaptiveEqualiserOfAnotherMakerTrainsFiveSeconds) {
 
 TEST_F(PortStateTest, QualifiedAdaptiveModuleTrainsForItsOwnTime) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.options[0] = 0x08;
-    port->sff.is_korva_qualified = 1;
+    state(port).options[0] = 0x08;
+    state(port).is_korva_qualified = 1;
     module().memory().set(3, 229, 3);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
     EXPECT_EQ(sleeps(), (std::vector<std::uint64_t>{300000, 400000}));
@@ -160,8 +160,8 @@ TEST_F(PortStateTest, QualifiedAdaptiveModuleTrainsForItsOwnTime) {
 
 TEST_F(PortStateTest, QualifiedAdaptiveModuleWithZeroTimeDoesNotSleepBeforeTheFlags) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.options[0] = 0x08;
-    port->sff.is_korva_qualified = 1;
+    state(port).options[0] = 0x08;
+    state(port).is_korva_qualified = 1;
     module().memory().set(3, 229, 0);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
     EXPECT_EQ(sleeps(), std::vector<std::uint64_t>{400000});
@@ -170,8 +170,8 @@ TEST_F(PortStateTest, QualifiedAdaptiveModuleWithZeroTimeDoesNotSleepBeforeTheFl
 
 TEST_F(PortStateTest, FailedSettleTimeReadStopsTheEnable) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.options[0] = 0x08;
-    port->sff.is_korva_qualified = 1;
+    state(port).options[0] = 0x08;
+    state(port).is_korva_qualified = 1;
     cage().fail_range(Op::read, 3, 229, 229, 5);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), 5u);
     EXPECT_TRUE(trace_has(kErr, "Controller 0 Port 1: QSFP CTLE Stabilization Time Read failed in port_enable, error 0x5"));
@@ -181,8 +181,8 @@ TEST_F(PortStateTest, FailedSettleTimeReadStopsTheEnable) {
 
 TEST_F(PortStateTest, FixedEqualiserIsWrittenAndSettles300Ms) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.skip_tx_eq = 0;
-    port->sff.is_korva_qualified = 1;
+    state(port).skip_tx_eq = 0;
+    state(port).is_korva_qualified = 1;
     port->cfg_byte_a = 1;
     port->lane_tx_eq[0] = 0x55;
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
@@ -203,7 +203,7 @@ TEST_F(PortStateTest, FixedEqualiserNotProgrammableNeitherWritesNorWaits) {
 
 TEST_F(PortStateTest, CopperOrFlatModuleSkipsTheEqualiser) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.skip_tx_eq = 0;
+    state(port).skip_tx_eq = 0;
     port->is_copper = 1;
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
     EXPECT_EQ(byte(3, 234), 0x00);
@@ -213,8 +213,8 @@ TEST_F(PortStateTest, CopperOrFlatModuleSkipsTheEqualiser) {
 TEST_F(PortStateTest, SourcePhotonicsLr4TakesFixedSettingsLanePerByte) {
     qsfp_port_ctx *port = make_ready();
     port->hw_info.qsfp_type = 3;
-    std::snprintf(port->sff.vendor_name, sizeof port->sff.vendor_name, "SOURCE PHOTONICS");
-    port->sff.skip_tx_eq = 0;
+    std::snprintf(state(port).vendor_name, sizeof state(port).vendor_name, "SOURCE PHOTONICS");
+    state(port).skip_tx_eq = 0;
     port->cfg_byte_a = 1;
     module().memory().set(3, 241, 0xFF);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
@@ -227,7 +227,7 @@ TEST_F(PortStateTest, SourcePhotonicsLr4TakesFixedSettingsLanePerByte) {
 
 TEST_F(PortStateTest, CdrsAreEnabledAndLossOfLockReported) {
     qsfp_port_ctx *port = make_ready();
-    port->sff.options[1] = 0xF0;  // Tx/Rx CDR control and LOL flags
+    state(port).options[1] = 0xF0;  // Tx/Rx CDR control and LOL flags
     module().memory().set(0, 5, 0x21);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x03, 0), QSFP_OK);
     EXPECT_EQ(byte(0, 98), 0x33);
@@ -241,14 +241,14 @@ TEST_F(PortStateTest, CdrsAreEnabledAndLossOfLockReported) {
 TEST_F(PortStateTest, Psm4WithBothSquelchControlsGetsSquelchBackOnEnable) {
     qsfp_port_ctx *port = make_ready();
     port->hw_info.qsfp_type = 7;
-    port->sff.rx_squelch_disable_absent = 0;
-    port->sff.tx_squelch_disable_absent = 0;
+    state(port).rx_squelch_disable_absent = 0;
+    state(port).tx_squelch_disable_absent = 0;
     module().memory().set(3, 240, 0x0F);
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
     EXPECT_EQ(byte(3, 240), 0x00);
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: Port Enable : PSM4 optics Page3 WR Reg 0xf0 val 0x0 "));
     module().memory().set(3, 240, 0x0F);
-    port->sff.tx_squelch_disable_absent = 1;
+    state(port).tx_squelch_disable_absent = 1;
     EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
     EXPECT_EQ(byte(3, 240), 0x0F);
 }

@@ -7,10 +7,18 @@
 #include <qsfp/sim/basic_image.h>
 #include <qsfp/sim/virtual_clock.h>
 
+#include "sff8636/state.h"
 #include "support/library_fixture.h"
 #include "support/trace_reader.h"
 
 namespace qsfp::test {
+
+// The driver's private state, which white-box tests set and read.
+using sff8636::is_ready;
+using sff8636::set_settle;
+using sff8636::Settle;
+using sff8636::settle_of;
+using sff8636::state;
 
 // Recomputes the identifier checksums of upper page 00h (bytes 191 and 223).
 inline void fix_checksums(sim::ModuleMemory &m) {

@@ -36,16 +36,16 @@ void print_port(qsfp_port_ctx *port, const char *cage, std::uint32_t create_rc) 
     qsfp_hw_status status{};
     const std::uint32_t info_rc = qsfp_port_hw_info(port, &info);
     const std::uint32_t status_rc = qsfp_port_hw_status(port, &status);
-    std::printf("port %2u  %-20s create rc 0x%-8x table %-11s rate %3u  ready %u\n", port->port, cage, create_rc,
-                table_name(port), port->rate, port->sff.ready);
+    std::printf("port %2u  %-20s create rc 0x%-8x table %-11s rate %3u\n", port->port, cage, create_rc,
+                table_name(port), port->rate);
     if (info_rc != QSFP_OK) {
         std::printf("         no inventory (rc 0x%x)\n", info_rc);
         return;
     }
     std::printf("         type %3u %-34s vendor %-16s pn %-16s sn %-16s pid %s\n", info.qsfp_type, info.qsfp_type_str,
                 info.vendor_name, info.vendor_pn, info.serial_number, info.pid);
-    if (status_rc == QSFP_OK && (port->flat_mem != 0 || port->sff.dom_supported == 0)) {
-        std::printf("         no monitors (%s)\n", port->flat_mem != 0 ? "flat-memory cable" : "no DOM");
+    if (status_rc == QSFP_OK && port->flat_mem != 0) {
+        std::printf("         no monitors (flat-memory cable)\n");
     } else if (status_rc == QSFP_OK) {
         std::printf("         %.2f C  %.3f V  rx", status.temperature, status.vcc);
         for (int lane = 0; lane < 4; ++lane) std::printf(" %.2f", status.rx_power_dbm[lane]);
