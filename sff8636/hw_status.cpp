@@ -19,7 +19,7 @@ constexpr std::uint32_t kDataReadyChecks = 20;
 constexpr std::uint32_t kDataReadySteps = 10;
 constexpr std::uint32_t kStepUs = 10000;
 constexpr std::uint32_t kFlagObservationSteps = 20;
-constexpr std::uint32_t kLaneMonitors = 34;     // Rx power 34-41, bias 42-49
+constexpr std::uint32_t kLaneMonitors = 34;     // Rx power 34-41, bias 42-49, Tx power 50-57
 constexpr std::uint32_t kLaneMonitorLen = 24;
 constexpr std::uint32_t kTemperature = 22;
 constexpr std::uint32_t kVcc = 26;
@@ -109,6 +109,7 @@ std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
         status->rx_power_dbm[lane] = power_dbm_floor(word_at(lanes + 2 * lane));
         status->tx_bias_ma[lane] = bias_ma(word_at(lanes + 2 * kLanes + 2 * lane));
+        status->tx_power_dbm[lane] = power_dbm_floor(word_at(lanes + 4 * kLanes + 2 * lane));
     }
     status->temperature = temperature_c(word_at(temperature));
     status->vcc = vcc_v(word_at(vcc));

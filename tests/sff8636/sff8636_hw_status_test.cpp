@@ -39,6 +39,8 @@ TEST_F(HwStatusTest, MonitorsAndFlagsFillTheirEntries) {
     port->thresholds.temp_high_alarm = 70.0f;
     set_word(0, 36, 5000);                               // Rx lane 2: 0.5 mW
     set_word(0, 42, 3600);                               // bias lane 1: 7.2 mA
+    set_word(0, 50, 12589);                              // Tx lane 1: 1.2589 mW
+    set_word(0, 56, 20000);                              // Tx lane 4: 2 mW
     set_word(0, 22, static_cast<std::uint16_t>(-896));   // -3.5 C
     set_word(0, 26, 32900);                              // 3.29 V
     module().memory().set(0, 86, 0x05);
@@ -57,6 +59,12 @@ TEST_F(HwStatusTest, MonitorsAndFlagsFillTheirEntries) {
     EXPECT_NEAR(status_.rx_power_dbm[1], -3.0103f, 1e-4);
     EXPECT_FLOAT_EQ(status_.rx_power_dbm[0], -40.0f);  // a dark lane
     EXPECT_FLOAT_EQ(status_.tx_bias_ma[0], 7.2f);
+    // Tx power, bytes 50-57, as the Rx power: a dark transmitter is -40 dBm.
+    EXPECT_NEAR(status_.tx_power_dbm[0], 10.0f * std::log10(1.2589f), 1e-5);
+    EXPECT_NEAR(status_.tx_power_dbm[0], 1.0f, 1e-4);
+    EXPECT_FLOAT_EQ(status_.tx_power_dbm[1], -40.0f);
+    EXPECT_FLOAT_EQ(status_.tx_power_dbm[2], -40.0f);
+    EXPECT_NEAR(status_.tx_power_dbm[3], 3.0103f, 1e-4);
     EXPECT_FLOAT_EQ(status_.temperature, -3.5f);
     EXPECT_FLOAT_EQ(status_.vcc, 3.29f);
     EXPECT_FLOAT_EQ(status_.wavelength_nm, 1297.0f);
@@ -80,6 +88,7 @@ TEST_F(HwStatusTest, MonitorsAndFlagsFillTheirEntries) {
     EXPECT_EQ(status_.is_copper, 0u);
     for (int lane = 4; lane < 8; ++lane) {
         EXPECT_EQ(status_.rx_power_dbm[lane], 0.0f);
+        EXPECT_EQ(status_.tx_power_dbm[lane], 0.0f);
         EXPECT_EQ(status_.rx_los[lane], 0u);
     }
     // Flag observation: 20 steps of 10 ms.

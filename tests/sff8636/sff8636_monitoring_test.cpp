@@ -55,6 +55,9 @@ TEST_F(MonitoringTest, ValuesSetOnTheModuleReachTheStatusRecordAndTheReports) {
     EXPECT_FLOAT_EQ(status_.temperature, -3.5f);
     EXPECT_NEAR(status_.vcc, 3.29f, 1e-6f);
     EXPECT_NEAR(status_.tx_bias_ma[0], 7.2f, 1e-6f);
+    // The emulated module's transmitters follow their Tx disable: lane 1 is on.
+    EXPECT_GT(status_.tx_power_dbm[0], -10.0f);
+    EXPECT_LT(status_.tx_power_dbm[0], 10.0f);
 
     const std::string module_text = report(port, 1);
     EXPECT_NE(module_text.find("Temperature       \t\t -3.50 C  \n"), std::string::npos) << module_text;
