@@ -130,11 +130,13 @@ void mask_tec_interrupt(qsfp_port_ctx *port, const Image &image) {
     }
 }
 
-// Steps 15-16: power class and high-power mode.
+// Steps 15-16: power class and high-power mode. A flat-memory cable has no
+// power control byte worth writing (SFF-8636 leaves byte 93 to paged modules),
+// whatever its power class bits claim.
 void power_up(qsfp_port_ctx *port, const Image &image) {
     if (port->rate != 100) {
         trace_evt(port, "Init: Non Qsfp28 Optics - High power class skipped ");
-    } else if ((at(image, kPage00, kExtIdentifier) & kPowerClass5To7) != 0) {
+    } else if (port->flat_mem == 0 && (at(image, kPage00, kExtIdentifier) & kPowerClass5To7) != 0) {
         trace_evt(port, "Init: Enabling high power class ");
         if (qsfp_set_clear_bits(port, kPowerControl, kPage00, QSFP_SET_BITS, kHighPowerClassEnable) != QSFP_OK) {
             trace_err(port, "QSFP High Power class enable %d error", 1);

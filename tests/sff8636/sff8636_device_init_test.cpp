@@ -115,8 +115,10 @@ TEST_F(DeviceInitTest, HighPowerClassIsSkippedBelow100G) {
 }
 
 TEST_F(DeviceInitTest, FlatMemoryModuleNeverHasBytes93_107_221OrPages1To3Touched) {
-    qsfp_port_ctx *port = bring_up(image({}, true));
+    // Power class bits that a paged 100G module would have acted on.
+    qsfp_port_ctx *port = bring_up(image({{0, 129, 0x03}}, true));
     EXPECT_EQ(port->flat_mem, 1u);
+    EXPECT_EQ(port->rate, 100u);
     // Only the image read covers those bytes; nothing reads or writes them alone.
     EXPECT_TRUE(data_writes().empty());
     for (const auto &t : cage().log()) {
@@ -125,6 +127,7 @@ TEST_F(DeviceInitTest, FlatMemoryModuleNeverHasBytes93_107_221OrPages1To3Touched
     }
     EXPECT_EQ(cage().stats().page_select_writes, 0u);
     EXPECT_TRUE(evt("Do not access 93_0:1 bitin case of flat memory i.e. CR4 optics type"));
+    EXPECT_FALSE(evt("Init: Enabling high power class "));
 }
 
 TEST_F(DeviceInitTest, TxAndRxOutputsAreTurnedOffWhenTheModuleCan) {
