@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <qsfp/platform_ref.h>
+#include <qsfp/sim/catalogue.h>
 
 #include "sff8636/sff_port.h"
 
@@ -479,6 +480,49 @@ TEST_F(DeviceInitTest, ImageReadFailuresNameTheirPage) {
         create(p, 9);
         EXPECT_EQ(trace_texts(kErr).back(), std::string("Controller 0 Port 1: ") + message);
     }
+}
+
+}  // namespace
+
+namespace {
+
+// A bring-up that stops before the settle period began leaves nothing to wait
+// for: lane requests are refused with 11 (module not ready) instead of being
+// parked for a cool timer that never runs.
+TEST_F(DeviceInitTest, PortWhoseBringUpFailedRefusesLaneRequests) {
+    qsfp_port_ctx *port = bring_up(image({}), 5, [this](qsfp_port_create_params &) {
+        cage().fail_range(Op::read, -1, 128, 255, 5);
+    });
+    ASSERT_NE(port, nullptr);
+    EXPECT_TRUE(err("QSFP Upper Page 0 Read error"));
+    EXPECT_EQ(settle_of(port), Settle::unbrought);
+    cage().clear_faults();
+    forget_traffic();
+    EXPECT_EQ(qsfp_port_admin_state(port, 0, 1, 0x0F), QSFP_ERR_NOT_READY);
+    EXPECT_TRUE(err("Optics bring-up incomplete, lane request 0xf refused"));
+    EXPECT_TRUE(err("Failed qsfp_admin_state, pre_admin 0, state 1, lane 0xf, rc: 0xb\n"));
+    EXPECT_FALSE(trace_has(kEvt, "Controller 0 Port 1: Optics still in cool time, updated pending enable 0xf"));
+    EXPECT_EQ(port->ready_lanes, 0u);
+    EXPECT_EQ(qsfp_port_admin_state(port, 1, 0, 0x0F), QSFP_ERR_NOT_READY);
+    EXPECT_TRUE(cage().log().empty());
+}
+
+// A second bring-up on the same port (another module in the cage) keeps
+// nothing of the first module's inventory or capabilities.
+TEST_F(DeviceInitTest, SecondBringUpForgetsTheFirstModulesInventory) {
+    insert(0, qsfp::sim::make_module("KORVA-100G-DWDM2"));
+    qsfp_port_ctx *port = create(0, QSFP_OK);
+    ASSERT_NE(port->hw_info.clei[0], '\0');
+    ASSERT_NE(port->hw_info.dwdm_channel, 0u);
+    ASSERT_EQ(state(port).is_korva_qualified, 1u);
+    insert(0, qsfp::sim::make_module("100G-SR4"));
+    ASSERT_EQ(port->fvt.device_init(port, 0), QSFP_OK);
+    EXPECT_STREQ(port->hw_info.clei, "");
+    EXPECT_EQ(port->hw_info.dwdm_channel, 0u);
+    EXPECT_EQ(port->hw_info.any_page, 0u);
+    EXPECT_STREQ(port->hw_info.pid, "BASIC-100G-SR4");
+    EXPECT_EQ(state(port).is_korva_qualified, 0u);
+    EXPECT_EQ(settle_of(port), Settle::ready);
 }
 
 }  // namespace
