@@ -60,6 +60,10 @@ extern "C" uint32_t qsfp_special_bit_bang_read(qsfp_port_ctx *port, uint32_t reg
             return rc;
         }
     }
+    if (!within_module_map(reg, len, page)) {
+        trace_err(port, "bb QSFP Access : Reg 0x%x Sz %u page %u beyond the module map\n", reg, len, page);
+        return QSFP_ERR_INVALID;
+    }
     if (reg > kLowerPageLast) {
         if (const std::uint32_t rc = check_upper_page(port, page); rc != QSFP_OK) {
             return rc;
@@ -67,13 +71,13 @@ extern "C" uint32_t qsfp_special_bit_bang_read(qsfp_port_ctx *port, uint32_t reg
     }
     // Unlike the normal path, a flat-memory module is not exempt here: the
     // page-select write is attempted and refused by qsfp_set_page.
-    if (!path_selects_page && port->cur_page != page) {
+    if (!path_selects_page && cached_page(port).load() != page) {
         if (const std::uint32_t rc = qsfp_set_page(static_cast<std::uint8_t>(page & 0xFF), port); rc != QSFP_OK) {
             trace_err(port, "bb cannot set page. rc: 0x%x\n", rc);
             return rc;
         }
     }
-    port->cur_page = page;
+    cached_page(port).store(page);
 
     std::memset(buf, 0, len);
     const std::uint32_t rc = port->bit_bang_read(port->opaque, static_cast<std::uint8_t>(reg & 0xFF),

@@ -96,7 +96,7 @@ extern "C" uint32_t qsfp_access(qsfp_port_ctx *port, uint32_t reg, uint32_t len,
         trace_err(port, "QSFP Access : Call with empty parameters\n");
         return QSFP_ERR_INVALID;
     }
-    // Only a read through a path that cannot select pages is bounded: the
+    // A read through a path that cannot select pages stays in its half: the
     // module's address counter would run into the other half.
     const bool paged_read = rw == QSFP_ACCESS_READ && port->is_direct_page_rd_support == 0;
     if (paged_read) {
@@ -104,19 +104,23 @@ extern "C" uint32_t qsfp_access(qsfp_port_ctx *port, uint32_t reg, uint32_t len,
             return rc;
         }
     }
+    if (!within_module_map(reg, len, page)) {
+        trace_err(port, "QSFP Access : Reg 0x%x Sz %u page %u beyond the module map\n", reg, len, page);
+        return QSFP_ERR_INVALID;
+    }
     if (reg > kLowerPageLast) {
         if (const std::uint32_t rc = check_upper_page(port, page, rw); rc != QSFP_OK) {
             return rc;
         }
     }
     const bool raw_write = rw == QSFP_ACCESS_WRITE && port->is_direct_page_wr_support == 0;
-    if (page_select_needed(*port, page, !(paged_read || raw_write))) {
+    if (page_select_needed(port, page, !(paged_read || raw_write))) {
         if (const std::uint32_t rc = qsfp_set_page(static_cast<std::uint8_t>(page & 0xFF), port); rc != QSFP_OK) {
-            trace_err(port, "cannot set page. rc: 0x%x. page %d last page %d\n", rc, page, port->cur_page);
+            trace_err(port, "cannot set page. rc: 0x%x. page %d last page %d\n", rc, page, cached_page(port).load());
             return rc;
         }
     }
-    port->cur_page = page;
+    cached_page(port).store(page);
 
     std::uint32_t rc;
     if (rw == QSFP_ACCESS_READ) {

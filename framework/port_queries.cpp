@@ -8,6 +8,7 @@
 
 #include "framework/port_defaults.h"
 #include "framework/lock.h"
+#include "framework/paging_rules.h"
 #include "framework/slot_call.h"
 #include "framework/trace.h"
 
@@ -26,10 +27,17 @@ std::uint32_t access(qsfp_port_ctx *port, int line, const char *message, std::ui
     if (const std::uint32_t rc = lock_for(port, line, message); rc != QSFP_OK) {
         return rc;
     }
-    // Coherent modules are reached through their SDK.
-    const std::uint32_t rc = port->fvt.reg_read_write != nullptr
-                                 ? port->fvt.reg_read_write(port, reg, len, page, buf, rw)
-                                 : qsfp_access(port, reg, len, page, buf, rw);
+    std::uint32_t rc;
+    if (port->fvt.reg_read_write == nullptr) {
+        rc = qsfp_access(port, reg, len, page, buf, rw);
+    } else if (!within_module_map(reg, len, page)) {
+        // The module map bounds a coherent module's accesses as any other's.
+        trace_err(port, "QSFP Access : Reg 0x%x Sz %u page %u beyond the module map\n", reg, len, page);
+        rc = QSFP_ERR_INVALID;
+    } else {
+        // Coherent modules are reached through their SDK.
+        rc = port->fvt.reg_read_write(port, reg, len, page, buf, rw);
+    }
     qsfp_port_unlock(port);
     return rc;
 }

@@ -66,13 +66,13 @@ extern "C" uint32_t qsfp_reg_access(qsfp_port_ctx *port, char **text, uint32_t *
     if (port->flat_mem == 0) {
         const bool paged_read = rw == QSFP_ACCESS_READ && port->is_direct_page_rd_support == 0;
         const bool raw_write = rw == QSFP_ACCESS_WRITE && port->is_direct_page_wr_support == 0;
-        if (page_select_needed(*port, 0, !(paged_read || raw_write))) {
+        if (page_select_needed(port, 0, !(paged_read || raw_write))) {
             if (const std::uint32_t rc = qsfp_set_page(0, port); rc != QSFP_OK) {
-                trace_err(port, "cannot set page. rc: 0x%x. page %d last page %d\n", rc, 0, port->cur_page);
+                trace_err(port, "cannot set page. rc: 0x%x. page %d last page %d\n", rc, 0, cached_page(port).load());
                 return rc;
             }
         }
-        port->cur_page = 0;
+        cached_page(port).store(0);
     }
     auto *dump = static_cast<char *>(std::calloc(kDumpTextBytes, 1));
     if (dump == nullptr) {

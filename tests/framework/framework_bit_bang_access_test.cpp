@@ -108,3 +108,25 @@ TEST_F(BitBangAccessTest, MissingPiecesAreRefused) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(BitBangAccessTest, HugeLengthIsACrossingNotAWrap) {
+    qsfp_port_ctx *port = make();
+    std::array<std::uint8_t, 4> b{};
+    EXPECT_EQ(qsfp_special_bit_bang_read(port, 3, 0xFFFFFFFEu, 0, b.data(), 0), QSFP_ERR_INVALID);
+    EXPECT_EQ(trace_texts(kErr),
+              std::vector<std::string>{"Controller 0 Port 1: bb QSFP Access : register address cross lower page boundary\n"});
+    EXPECT_EQ(cage().stats().transactions, 0u);
+}
+
+TEST_F(BitBangAccessTest, DirectPagingRefusesLengthsBeyondTheModuleMap) {
+    qsfp_port_ctx *port = make(false, true);
+    std::array<std::uint8_t, 4> b{};
+    EXPECT_EQ(qsfp_special_bit_bang_read(port, 3, 0xFFFFFFFEu, 0, b.data(), 0), QSFP_ERR_INVALID);
+    EXPECT_EQ(trace_texts(kErr), std::vector<std::string>{
+                                     "Controller 0 Port 1: bb QSFP Access : Reg 0x3 Sz 4294967294 page 0 beyond the module map\n"});
+    EXPECT_EQ(cage().stats().transactions, 0u);
+}
+
+}  // namespace

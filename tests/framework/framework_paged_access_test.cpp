@@ -196,3 +196,44 @@ TEST_F(PagedAccessTest, SetPageWritesByte127WithoutTouchingTheCache) {
 }
 
 }  // namespace
+
+namespace {
+
+// Lengths and addresses the module map cannot hold are refused before any
+// byte moves, whatever the path: no length wraps the bounds arithmetic.
+TEST_F(PagedAccessTest, HugeLengthOfAPagedReadIsACrossingNotAWrap) {
+    qsfp_port_ctx *port = make();
+    std::array<std::uint8_t, 4> b{};
+    EXPECT_EQ(qsfp_access(port, 200, 0xFFFFFFF0u, 3, b.data(), 1), QSFP_ERR_INVALID);
+    EXPECT_EQ(trace_texts(kErr),
+              std::vector<std::string>{"Controller 0 Port 1: QSFP Access : register address cross upper page boundary\n"});
+    EXPECT_EQ(cage().stats().transactions, 0u);
+}
+
+TEST_F(PagedAccessTest, DirectPageReadBeyondTheModuleMapIsRefused) {
+    qsfp_port_ctx *port = make(false, true, true);
+    std::array<std::uint8_t, 4> b{};
+    EXPECT_EQ(qsfp_access(port, 128, 0xFFFFFF80u, 3, b.data(), 1), QSFP_ERR_INVALID);
+    EXPECT_EQ(trace_texts(kErr), std::vector<std::string>{
+                                     "Controller 0 Port 1: QSFP Access : Reg 0x80 Sz 4294967168 page 3 beyond the module map\n"});
+    clear_traces();
+    EXPECT_EQ(qsfp_access(port, 300, 1, 0, b.data(), 1), QSFP_ERR_INVALID);
+    EXPECT_EQ(qsfp_access(port, 130, 1, 0x103, b.data(), 1), QSFP_ERR_INVALID);
+    EXPECT_EQ(trace_texts(kErr).size(), 2u);
+    EXPECT_EQ(cage().stats().transactions, 0u);
+    // The whole SFF-8636 image in one read is within the map.
+    std::array<std::uint8_t, 640> image{};
+    EXPECT_EQ(qsfp_access(port, 0, 640, 0, image.data(), 1), QSFP_OK);
+}
+
+TEST_F(PagedAccessTest, WriteBeyondTheModuleMapIsRefused) {
+    qsfp_port_ctx *port = make();
+    std::array<std::uint8_t, 2> b{0x01, 0x02};
+    EXPECT_EQ(qsfp_access(port, 254, 0xFFFFFFFFu, 3, b.data(), 0), QSFP_ERR_INVALID);
+    EXPECT_EQ(trace_texts(kErr), std::vector<std::string>{
+                                     "Controller 0 Port 1: QSFP Access : Reg 0xfe Sz 4294967295 page 3 beyond the module map\n"});
+    EXPECT_EQ(cage().stats().transactions, 0u);
+    EXPECT_EQ(port->cur_page, 0u);
+}
+
+}  // namespace

@@ -236,6 +236,24 @@ TEST_F(PortOpsTest, ReadAndWriteTakePageBeforeLength) {
     EXPECT_TRUE(unlocked());
 }
 
+TEST_F(PortOpsTest, ReadAndWriteRefuseLengthsBeyondTheModuleMapOnBothPaths) {
+    qsfp_port_ctx *port = make_locked_port();
+    std::uint8_t out[2] = {};
+    EXPECT_EQ(qsfp_port_write(port, 86, 0, 0xFFFFFFFFu, out), QSFP_ERR_INVALID);
+    EXPECT_EQ(qsfp_port_read(port, 300, 0, 1, out), QSFP_ERR_INVALID);
+    EXPECT_EQ(cage().stats().transactions, 0u);
+    // Through a coherent module's register slot the same bound holds, and the
+    // slot is not called.
+    g.order.clear();
+    port->fvt.reg_read_write = record_reg;
+    EXPECT_EQ(qsfp_port_read(port, 200, 3, 0xFFFFFF00u, out), QSFP_ERR_INVALID);
+    EXPECT_EQ(qsfp_port_write(port, 128, 0x100, 1, out), QSFP_ERR_INVALID);
+    EXPECT_TRUE(g.order.empty());
+    EXPECT_EQ(trace_texts(kErr).size(), 4u);
+    EXPECT_TRUE(trace_has(kErr, "Controller 0 Port 1: QSFP Access : Reg 0xc8 Sz 4294967040 page 3 beyond the module map\n"));
+    EXPECT_TRUE(unlocked());
+}
+
 // ---- Admin state and Tx disable --------------------------------------------------
 
 struct StateCase {
