@@ -78,6 +78,24 @@ TEST_F(PortDeleteTest, UnlistedContextAnswers2AndFreesNothing) {
     EXPECT_EQ(stray.port, 77u);  // still ours, untouched
 }
 
+// The timers are freed before the list is searched, so a context that is not
+// listed loses them too; its pointers are cleared, and deleting it again
+// frees nothing twice.
+TEST_F(PortDeleteTest, FreedTimersLeaveNoDanglingPointers) {
+    insert(0, paged_memory());
+    create(0, QSFP_ERR_NOT_READY);  // sets up the library and its timer tree
+    qsfp_port_ctx stray{};
+    stray.cool_timer = mgd_timer_leaf_new(qsfp_get_ctx()->timer_tree, 0, 1, &stray);
+    stray.keepalive_timer = mgd_timer_leaf_new(qsfp_get_ctx()->timer_tree, 0, 2, &stray);
+    mgd_timer_leaf_start(stray.keepalive_timer, 900, 0);
+    StderrCapture err;
+    EXPECT_EQ(qsfp_port_delete(&stray), QSFP_ERR_NOT_FOUND);
+    EXPECT_EQ(stray.cool_timer, nullptr);
+    EXPECT_EQ(stray.keepalive_timer, nullptr);
+    EXPECT_EQ(qsfp_port_delete(&stray), QSFP_ERR_NOT_FOUND);
+    EXPECT_EQ(mgd_timer_tree_first_expired(qsfp_get_ctx()->timer_tree), nullptr);
+}
+
 TEST_F(PortDeleteTest, PortMutexIsReleasedAfterDeletion) {
     pthread_mutex_t mu = PTHREAD_MUTEX_INITIALIZER;
     insert(0, paged_memory());
