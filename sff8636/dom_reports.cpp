@@ -20,28 +20,20 @@ namespace {
 
 using framework::BoundedText;
 
-constexpr std::uint32_t kModuleMonitors = 22;   // 22-33: temperature 22, Vcc 26
-constexpr std::uint32_t kModuleMonitorLen = 12;
-constexpr std::uint32_t kLaneMonitors = 34;     // 34-81: Rx power 34, bias 42, Tx power 50
-constexpr std::uint32_t kLaneMonitorLen = 48;
-constexpr std::uint32_t kThresholds = 128;      // page 03h 128-223
-constexpr std::uint32_t kThresholdLen = 96;
-constexpr std::uint32_t kMonitorMaskFirst = 242;
-constexpr std::uint32_t kMonitorMaskLen = 6;
 constexpr std::uint32_t kObservationPasses = 20;
 constexpr std::uint32_t kObservationStepUs = 10000;
 constexpr std::uint32_t kLanes = 4;
 // Offsets within the work buffers.
-constexpr std::size_t kTempAt = 0;
-constexpr std::size_t kVccAt = 4;
-constexpr std::size_t kRxPowerAt = 0;
-constexpr std::size_t kBiasAt = 8;
-constexpr std::size_t kTxPowerAt = 16;
-constexpr std::size_t kTempThresholdsAt = 0;
-constexpr std::size_t kVccThresholdsAt = 16;
-constexpr std::size_t kRxPowerThresholdsAt = 48;
-constexpr std::size_t kBiasThresholdsAt = 56;
-constexpr std::size_t kTxPowerThresholdsAt = 64;
+constexpr std::size_t kTempAt = kTemperature - kModuleMonitors;
+constexpr std::size_t kVccAt = kVcc - kModuleMonitors;
+constexpr std::size_t kRxPowerAt = kRxPower - kLaneMonitors;
+constexpr std::size_t kBiasAt = kTxBias - kLaneMonitors;
+constexpr std::size_t kTxPowerAt = kTxPower - kLaneMonitors;
+constexpr std::size_t kTempThresholdsAt = kTempThresholds - kThresholds;
+constexpr std::size_t kVccThresholdsAt = kVccThresholds - kThresholds;
+constexpr std::size_t kRxPowerThresholdsAt = kRxPowerThresholds - kThresholds;
+constexpr std::size_t kBiasThresholdsAt = kTxBiasThresholds - kThresholds;
+constexpr std::size_t kTxPowerThresholdsAt = kTxPowerThresholds - kThresholds;
 constexpr const char *kDashes = "---------------------------------------\n";
 constexpr const char *kEquals =
     "=============================================================================================";
@@ -87,7 +79,7 @@ std::uint32_t read_lower(qsfp_port_ctx *port, std::uint32_t reg, std::uint32_t l
 }
 
 std::uint32_t read_thresholds(qsfp_port_ctx *port, std::uint8_t *buf) {
-    return qsfp_access(port, kThresholds, kThresholdLen, kPage03, buf, QSFP_ACCESS_READ);
+    return qsfp_access(port, kThresholds, kThresholdsLen, kPage03, buf, QSFP_ACCESS_READ);
 }
 
 void power_line(BoundedText &t, const char *label, std::uint16_t raw, const char *end) {
@@ -145,12 +137,12 @@ extern "C" uint32_t qsfp_dom_module_monitor(qsfp_port_ctx *port, char *buf, uint
         }
         return QSFP_ERR_INVALID;
     }
-    WorkBuffer values = work_buffer(kModuleMonitorLen);
+    WorkBuffer values = work_buffer(kModuleMonitorsLen);
     if (!values) {
         trace_err(port, "errno: module monitor memory allocation failed");
         return QSFP_ERR_NO_MEMORY;
     }
-    if (const std::uint32_t rc = read_lower(port, kModuleMonitors, kModuleMonitorLen, values.get()); rc != QSFP_OK) {
+    if (const std::uint32_t rc = read_lower(port, kModuleMonitors, kModuleMonitorsLen, values.get()); rc != QSFP_OK) {
         trace_err(port, "errno: Module monitor reg read failed. rc: 0x%x", rc);
         return rc;
     }
@@ -169,12 +161,12 @@ extern "C" uint32_t qsfp_dom_channel_monitor(qsfp_port_ctx *port, char *buf, uin
         }
         return QSFP_ERR_INVALID;
     }
-    WorkBuffer values = work_buffer(kLaneMonitorLen);
+    WorkBuffer values = work_buffer(kLaneMonitorsLen);
     if (!values) {
         trace_err(port, "errno: channel monitor memory allocation failed ");
         return QSFP_ERR_NO_MEMORY;
     }
-    if (const std::uint32_t rc = read_lower(port, kLaneMonitors, kLaneMonitorLen, values.get()); rc != QSFP_OK) {
+    if (const std::uint32_t rc = read_lower(port, kLaneMonitors, kLaneMonitorsLen, values.get()); rc != QSFP_OK) {
         trace_err(port, "errno: Channel monitor reg read failed. rc: 0x%x", rc);
         return rc;
     }
@@ -206,7 +198,7 @@ extern "C" uint32_t qsfp_dom_alarm_warn_monitor(qsfp_port_ctx *port, char *buf, 
         }
         return QSFP_ERR_INVALID;
     }
-    WorkBuffer thresholds = work_buffer(kThresholdLen);
+    WorkBuffer thresholds = work_buffer(kThresholdsLen);
     if (!thresholds) {
         trace_err(port, "errno: Alarm & Warn memory allocation failed");
         return QSFP_ERR_NO_MEMORY;
@@ -267,18 +259,18 @@ extern "C" uint32_t qsfp_dom_channel_ctrl_monitor_mask(qsfp_port_ctx *port, char
         t.add(std::snprintf(t.cursor(), t.left(), "RX%d    output disable\t\t   %s\n", lane + 1,
                             yes_no(outputs & rx_bit)));
     }
-    WorkBuffer masks = work_buffer(kMonitorMaskLen);
+    WorkBuffer masks = work_buffer(kChannelMonitorMasksLen);
     if (!masks) {
         trace_err(port, "errno: Alarm & Warn mask memory allocation failed");
         return QSFP_ERR_NO_MEMORY;
     }
-    if (const std::uint32_t rc = qsfp_access(port, kMonitorMaskFirst, kMonitorMaskLen, kPage03, masks.get(),
+    if (const std::uint32_t rc = qsfp_access(port, kChannelMonitorMasks, kChannelMonitorMasksLen, kPage03, masks.get(),
                                              QSFP_ACCESS_READ);
         rc != QSFP_OK) {
         trace_err(port, "errno: Alarm & Warn mask reg read failed. rc: 0x%x", rc);
         return rc;
     }
-    flag_lines(t, kMonitorMasks, masks.get(), kMonitorMaskFirst);
+    flag_lines(t, kMonitorMasks, masks.get(), kChannelMonitorMasks);
     return finish(t, written);
 }
 
@@ -332,9 +324,9 @@ extern "C" uint32_t qsfp_dom_channel_alarm_warn(qsfp_port_ctx *port, char *buf, 
         }
         return QSFP_ERR_INVALID;
     }
-    WorkBuffer module = work_buffer(kModuleMonitorLen);
-    WorkBuffer lanes = work_buffer(kLaneMonitorLen);
-    WorkBuffer thresholds = work_buffer(kThresholdLen);
+    WorkBuffer module = work_buffer(kModuleMonitorsLen);
+    WorkBuffer lanes = work_buffer(kLaneMonitorsLen);
+    WorkBuffer thresholds = work_buffer(kThresholdsLen);
     if (!module || !lanes || !thresholds) {
         if (!module) {
             trace_err(port, "errno: module monitor memory allocation failed");
@@ -345,9 +337,9 @@ extern "C" uint32_t qsfp_dom_channel_alarm_warn(qsfp_port_ctx *port, char *buf, 
         }
         return QSFP_ERR_NO_MEMORY;
     }
-    std::uint32_t rc = read_lower(port, kModuleMonitors, kModuleMonitorLen, module.get());
+    std::uint32_t rc = read_lower(port, kModuleMonitors, kModuleMonitorsLen, module.get());
     if (rc == QSFP_OK) {
-        rc = read_lower(port, kLaneMonitors, kLaneMonitorLen, lanes.get());
+        rc = read_lower(port, kLaneMonitors, kLaneMonitorsLen, lanes.get());
     }
     if (rc != QSFP_OK) {
         trace_err(port, "errno: Module Monitor reg read failed. rc: 0x%x", rc);

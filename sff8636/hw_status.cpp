@@ -19,10 +19,7 @@ constexpr std::uint32_t kDataReadyChecks = 20;
 constexpr std::uint32_t kDataReadySteps = 10;
 constexpr std::uint32_t kStepUs = 10000;
 constexpr std::uint32_t kFlagObservationSteps = 20;
-constexpr std::uint32_t kLaneMonitors = 34;     // Rx power 34-41, bias 42-49
-constexpr std::uint32_t kLaneMonitorLen = 24;
-constexpr std::uint32_t kTemperature = 22;
-constexpr std::uint32_t kVcc = 26;
+constexpr std::uint32_t kLaneMonitorLen = 24;   // Rx power and bias
 constexpr std::uint32_t kWavelengthUnit = 20;   // bytes 186-187 count 0.05 nm
 // A dark receiver reads -40 dBm rather than minus infinity.
 constexpr float kDarkPowerMw = 0.0001f;
