@@ -87,6 +87,22 @@ void power_line(BoundedText &t, const char *label, std::uint16_t raw, const char
     t.add(std::snprintf(t.cursor(), t.left(), "%s\t\t %2.4f mW \t [ %2.4f dBm ]%s", label, mw, dbm(mw), end));
 }
 
+constexpr FlagsReadFailure kFirstFlagsReadFailure{
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel Status Interrupt flag reg first read failed. rc: 0x%x", rc);
+    },
+    nullptr,
+};
+
+constexpr FlagsReadFailure kSecondFlagsReadFailure{
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel Status Interrupt flag reg second read failed. rc: 0x%x", rc);
+    },
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel Status INTR flag reg second bitbang read failed rc: 0x%x", rc);
+    },
+};
+
 void temperature_value(BoundedText &t, const char *format_label, float c) {
     t.add(std::snprintf(t.cursor(), t.left(), "%s\t %c%4.2f C\n", format_label, sign(c), std::fabs(c)));
 }
@@ -101,22 +117,17 @@ extern "C" uint32_t qsfp_dom_chan_intr_flags(qsfp_port_ctx *port, char *buf, uin
         return QSFP_ERR_INVALID;
     }
     std::uint8_t flags[kFlagsLen] = {};
-    if (const std::uint32_t rc = read_lower(port, kFlagsFirst, kFlagsLen, flags); rc != QSFP_OK) {
-        trace_err(port, "errno: Channel Status Interrupt flag reg first read failed. rc: 0x%x", rc);
+    if (const std::uint32_t rc = read_latched_flags(port, flags, BitBang::never, kFirstFlagsReadFailure);
+        rc != QSFP_OK) {
         return rc;
     }
     // The first read cleared what was latched before; watch 200 ms of fresh flags.
     if (!observe(port, kObservationPasses, kObservationStepUs)) {
         return kAbandoned;
     }
-    if (state(port).bit_bang != 0 && port->bit_bang_read != nullptr) {
-        if (const std::uint32_t rc = qsfp_special_bit_bang_read(port, kFlagsFirst, kFlagsLen, kPage00, flags, kBitBangDelay);
-            rc != QSFP_OK) {
-            trace_err(port, "errno: Channel Status INTR flag reg second bitbang read failed rc: 0x%x", rc);
-            return rc;
-        }
-    } else if (const std::uint32_t rc = read_lower(port, kFlagsFirst, kFlagsLen, flags); rc != QSFP_OK) {
-        trace_err(port, "errno: Channel Status Interrupt flag reg second read failed. rc: 0x%x", rc);
+    // The report bit-bangs only when the caller gave a bit-bang function.
+    if (const std::uint32_t rc = read_latched_flags(port, flags, BitBang::when_callable, kSecondFlagsReadFailure);
+        rc != QSFP_OK) {
         return rc;
     }
     BoundedText t(buf, len);

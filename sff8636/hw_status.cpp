@@ -150,18 +150,20 @@ void store_flags(const std::uint8_t *flags, qsfp_hw_status *status) {
     }
 }
 
+constexpr FlagsReadFailure kFlagsReadFailure{
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel Interrupt flag reg read failed. rc: 0x%x", rc);
+    },
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel interrupt flag reg second bitbang read failed rc: 0x%x", rc);
+    },
+};
+
+// The status record bit-bangs whenever the port is marked for it.
 std::uint32_t read_flags(qsfp_port_ctx *port, qsfp_hw_status *status) {
     std::uint8_t flags[kFlagsLen] = {};
-    if (state(port).bit_bang != 0) {
-        if (const std::uint32_t rc =
-                qsfp_special_bit_bang_read(port, kFlagsFirst, kFlagsLen, kPage00, flags, kBitBangDelay);
-            rc != QSFP_OK) {
-            trace_err(port, "errno: Channel interrupt flag reg second bitbang read failed rc: 0x%x", rc);
-            return rc;
-        }
-    } else if (const std::uint32_t rc = qsfp_access(port, kFlagsFirst, kFlagsLen, kPage00, flags, QSFP_ACCESS_READ);
-               rc != QSFP_OK) {
-        trace_err(port, "errno: Channel Interrupt flag reg read failed. rc: 0x%x", rc);
+    if (const std::uint32_t rc = read_latched_flags(port, flags, BitBang::when_marked, kFlagsReadFailure);
+        rc != QSFP_OK) {
         return rc;
     }
     store_flags(flags, status);
