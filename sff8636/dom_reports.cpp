@@ -205,8 +205,8 @@ std::uint32_t run(const Report &report, qsfp_port_ctx *port, char *buf, std::uin
 
 }  // namespace
 
-// Its own steps: a first read to clear the flags, a watch for fresh ones, the
-// second read under the report's bit-bang rule.
+// The latched-flag report takes its own steps: a first read to clear the
+// flags, a watch for fresh ones, the second read under its bit-bang rule.
 extern "C" uint32_t qsfp_dom_chan_intr_flags(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
     if (!arguments_given(port, buf, len, flags_bad_arguments)) {
         return QSFP_ERR_INVALID;
