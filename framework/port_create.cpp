@@ -8,11 +8,13 @@
 #include <qsfp/qsfp_port.h>
 
 #include "framework/lock.h"
+#include "framework/paging_rules.h"
 #include "framework/timer_leaves.h"
 #include "framework/trace.h"
 
 namespace {
 
+using qsfp::framework::kPageSelectReg;
 using qsfp::framework::lock_library;
 using qsfp::framework::unlock_library;
 
@@ -39,7 +41,6 @@ constexpr const char *kTraceDirectory = "qsfp_ztrace_dir";
 constexpr const char *kTraceCatalogId = "6c1f0a9e4b7d2358a0e9c4f1b6d3a872";
 static_assert(std::char_traits<char>::length(kTraceCatalogId) == 32);
 
-constexpr std::uint8_t kPageSelectReg = 127;
 constexpr std::uint8_t kIdentifierReg = 0;
 
 void *as_pointer(std::uint64_t opaque) { return reinterpret_cast<void *>(static_cast<std::uintptr_t>(opaque)); }

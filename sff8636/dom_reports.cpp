@@ -1,6 +1,7 @@
 // The monitoring reports: live values, latched flags, thresholds and masks
 // as text in the caller's buffer. Every report stays inside the buffer; its
 // length counts the whole text, so a caller sees when a buffer was short.
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -20,39 +21,25 @@ namespace {
 
 using framework::BoundedText;
 
-constexpr std::uint32_t kModuleMonitors = 22;   // 22-33: temperature 22, Vcc 26
-constexpr std::uint32_t kModuleMonitorLen = 12;
-constexpr std::uint32_t kLaneMonitors = 34;     // 34-81: Rx power 34, bias 42, Tx power 50
-constexpr std::uint32_t kLaneMonitorLen = 48;
-constexpr std::uint32_t kThresholds = 128;      // page 03h 128-223
-constexpr std::uint32_t kThresholdLen = 96;
-constexpr std::uint32_t kMonitorMaskFirst = 242;
-constexpr std::uint32_t kMonitorMaskLen = 6;
 constexpr std::uint32_t kObservationPasses = 20;
 constexpr std::uint32_t kObservationStepUs = 10000;
 constexpr std::uint32_t kLanes = 4;
 // Offsets within the work buffers.
-constexpr std::size_t kTempAt = 0;
-constexpr std::size_t kVccAt = 4;
-constexpr std::size_t kRxPowerAt = 0;
-constexpr std::size_t kBiasAt = 8;
-constexpr std::size_t kTxPowerAt = 16;
-constexpr std::size_t kTempThresholdsAt = 0;
-constexpr std::size_t kVccThresholdsAt = 16;
-constexpr std::size_t kRxPowerThresholdsAt = 48;
-constexpr std::size_t kBiasThresholdsAt = 56;
-constexpr std::size_t kTxPowerThresholdsAt = 64;
+constexpr std::size_t kTempAt = kTemperature - kModuleMonitors;
+constexpr std::size_t kVccAt = kVcc - kModuleMonitors;
+constexpr std::size_t kRxPowerAt = kRxPower - kLaneMonitors;
+constexpr std::size_t kBiasAt = kTxBias - kLaneMonitors;
+constexpr std::size_t kTxPowerAt = kTxPower - kLaneMonitors;
+constexpr std::size_t kTempThresholdsAt = kTempThresholds - kThresholds;
+constexpr std::size_t kVccThresholdsAt = kVccThresholds - kThresholds;
+constexpr std::size_t kRxPowerThresholdsAt = kRxPowerThresholds - kThresholds;
+constexpr std::size_t kBiasThresholdsAt = kTxBiasThresholds - kThresholds;
+constexpr std::size_t kTxPowerThresholdsAt = kTxPowerThresholds - kThresholds;
 constexpr const char *kDashes = "---------------------------------------\n";
 constexpr const char *kEquals =
     "=============================================================================================";
 static_assert(std::char_traits<char>::length(kDashes) == 40);
 static_assert(std::char_traits<char>::length(kEquals) == 93);
-
-using WorkBuffer = std::unique_ptr<std::uint8_t, decltype(&std::free)>;
-
-WorkBuffer work_buffer(std::size_t bytes) {
-    return WorkBuffer(static_cast<std::uint8_t *>(std::calloc(bytes, 1)), &std::free);
-}
 
 const char *yes_no(bool set) { return set ? "YES" : "NO"; }
 
@@ -82,49 +69,160 @@ std::uint32_t finish(const BoundedText &t, std::uint32_t *written) {
     return QSFP_OK;
 }
 
-std::uint32_t read_lower(qsfp_port_ctx *port, std::uint32_t reg, std::uint32_t len, std::uint8_t *buf) {
-    return qsfp_access(port, reg, len, kPage00, buf, QSFP_ACCESS_READ);
-}
-
-std::uint32_t read_thresholds(qsfp_port_ctx *port, std::uint8_t *buf) {
-    return qsfp_access(port, kThresholds, kThresholdLen, kPage03, buf, QSFP_ACCESS_READ);
-}
-
 void power_line(BoundedText &t, const char *label, std::uint16_t raw, const char *end) {
     const float mw = power_mw(raw);
     t.add(std::snprintf(t.cursor(), t.left(), "%s\t\t %2.4f mW \t [ %2.4f dBm ]%s", label, mw, dbm(mw), end));
 }
 
+void flags_bad_arguments(qsfp_port_ctx *port) { trace_err(port, "QSFP Get channel intr dom : Null parameters"); }
+
+constexpr FlagsReadFailure kFirstFlagsReadFailure{
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel Status Interrupt flag reg first read failed. rc: 0x%x", rc);
+    },
+    nullptr,
+};
+
+constexpr FlagsReadFailure kSecondFlagsReadFailure{
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel Status Interrupt flag reg second read failed. rc: 0x%x", rc);
+    },
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel Status INTR flag reg second bitbang read failed rc: 0x%x", rc);
+    },
+};
+
 void temperature_value(BoundedText &t, const char *format_label, float c) {
     t.add(std::snprintf(t.cursor(), t.left(), "%s\t %c%4.2f C\n", format_label, sign(c), std::fabs(c)));
 }
 
+// One block of module memory a report reads, with what the report traces
+// when the block's work buffer cannot be had or its read fails. A block
+// without a no-memory line is a byte or so read into the report's own
+// storage, with nothing to allocate.
+struct Block {
+    std::uint32_t page;
+    std::uint32_t reg;
+    std::uint32_t len;
+    void (*no_memory)(qsfp_port_ctx *port);
+    void (*read_failed)(qsfp_port_ctx *port, std::uint32_t rc);
+};
+
+constexpr std::size_t kMostBlocks = 3;
+constexpr std::size_t kOwnStorage = 1;
+
+struct FreeWork {
+    void operator()(std::uint8_t *bytes) const { std::free(bytes); }
+};
+using WorkBuffer = std::unique_ptr<std::uint8_t, FreeWork>;
+
+// The bytes of a report's blocks, in the order of its table.
+class Reads {
+public:
+    // Takes every work buffer first, then reads the blocks in turn; the first
+    // failure is traced by its block and answered.
+    std::uint32_t fill(qsfp_port_ctx *port, std::span<const Block> blocks) {
+        for (std::size_t i = 0; i < blocks.size(); ++i) {
+            if (blocks[i].no_memory != nullptr) {
+                work_[i].reset(static_cast<std::uint8_t *>(std::calloc(blocks[i].len, 1)));
+            }
+        }
+        for (std::size_t i = 0; i < blocks.size(); ++i) {
+            if (blocks[i].no_memory != nullptr && !work_[i]) {
+                blocks[i].no_memory(port);
+                return QSFP_ERR_NO_MEMORY;
+            }
+        }
+        for (std::size_t i = 0; i < blocks.size(); ++i) {
+            const Block &b = blocks[i];
+            if (const std::uint32_t rc = qsfp_access(port, b.reg, b.len, b.page, bytes(i), QSFP_ACCESS_READ);
+                rc != QSFP_OK) {
+                b.read_failed(port, rc);
+                return rc;
+            }
+        }
+        return QSFP_OK;
+    }
+
+    const std::uint8_t *operator[](std::size_t i) const { return work_[i] ? work_[i].get() : own_[i].data(); }
+
+private:
+    std::uint8_t *bytes(std::size_t i) { return work_[i] ? work_[i].get() : own_[i].data(); }
+
+    std::array<WorkBuffer, kMostBlocks> work_;
+    std::array<std::array<std::uint8_t, kOwnStorage>, kMostBlocks> own_{};
+};
+
+// A report: its title, the line it traces when the caller's buffer is missing
+// (with the port there to trace to), the blocks it reads, and its own lines
+// from the bytes read (which answer the code of a later read that failed).
+struct Report {
+    const char *title;
+    void (*bad_arguments)(qsfp_port_ctx *port);
+    std::span<const Block> blocks;
+    std::uint32_t (*lines)(qsfp_port_ctx *port, BoundedText &t, const Reads &reads);
+};
+
+consteval bool fits(std::span<const Block> blocks) {
+    if (blocks.size() > kMostBlocks) {
+        return false;
+    }
+    for (const Block &b : blocks) {
+        if (b.no_memory == nullptr && b.len > kOwnStorage) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool arguments_given(qsfp_port_ctx *port, const char *buf, std::uint32_t len, void (*bad_arguments)(qsfp_port_ctx *)) {
+    if (port != nullptr && buf != nullptr && len != 0) {
+        return true;
+    }
+    if (port != nullptr) {
+        bad_arguments(port);
+    }
+    return false;
+}
+
+// The steps every report but the latched flags takes: the argument check,
+// the reads, the header, the report's own lines, the length.
+std::uint32_t run(const Report &report, qsfp_port_ctx *port, char *buf, std::uint32_t *written, std::uint32_t len) {
+    if (!arguments_given(port, buf, len, report.bad_arguments)) {
+        return QSFP_ERR_INVALID;
+    }
+    Reads reads;
+    if (const std::uint32_t rc = reads.fill(port, report.blocks); rc != QSFP_OK) {
+        return rc;
+    }
+    BoundedText t(buf, len);
+    header(t, port, report.title);
+    if (const std::uint32_t rc = report.lines(port, t, reads); rc != QSFP_OK) {
+        return rc;
+    }
+    return finish(t, written);
+}
+
 }  // namespace
 
+// The latched-flag report takes its own steps: a first read to clear the
+// flags, a watch for fresh ones, the second read under its bit-bang rule.
 extern "C" uint32_t qsfp_dom_chan_intr_flags(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
-    if (port == nullptr || buf == nullptr || len == 0) {
-        if (port != nullptr) {
-            trace_err(port, "QSFP Get channel intr dom : Null parameters");
-        }
+    if (!arguments_given(port, buf, len, flags_bad_arguments)) {
         return QSFP_ERR_INVALID;
     }
     std::uint8_t flags[kFlagsLen] = {};
-    if (const std::uint32_t rc = read_lower(port, kFlagsFirst, kFlagsLen, flags); rc != QSFP_OK) {
-        trace_err(port, "errno: Channel Status Interrupt flag reg first read failed. rc: 0x%x", rc);
+    if (const std::uint32_t rc = read_latched_flags(port, flags, BitBang::never, kFirstFlagsReadFailure);
+        rc != QSFP_OK) {
         return rc;
     }
     // The first read cleared what was latched before; watch 200 ms of fresh flags.
     if (!observe(port, kObservationPasses, kObservationStepUs)) {
         return kAbandoned;
     }
-    if (state(port).bit_bang != 0 && port->bit_bang_read != nullptr) {
-        if (const std::uint32_t rc = qsfp_special_bit_bang_read(port, kFlagsFirst, kFlagsLen, kPage00, flags, kBitBangDelay);
-            rc != QSFP_OK) {
-            trace_err(port, "errno: Channel Status INTR flag reg second bitbang read failed rc: 0x%x", rc);
-            return rc;
-        }
-    } else if (const std::uint32_t rc = read_lower(port, kFlagsFirst, kFlagsLen, flags); rc != QSFP_OK) {
-        trace_err(port, "errno: Channel Status Interrupt flag reg second read failed. rc: 0x%x", rc);
+    // The report bit-bangs only when the caller gave a bit-bang function.
+    if (const std::uint32_t rc = read_latched_flags(port, flags, BitBang::when_callable, kSecondFlagsReadFailure);
+        rc != QSFP_OK) {
         return rc;
     }
     BoundedText t(buf, len);
@@ -138,49 +236,29 @@ extern "C" uint32_t qsfp_dom_chan_intr_flags(qsfp_port_ctx *port, char *buf, uin
     return finish(t, written);
 }
 
-extern "C" uint32_t qsfp_dom_module_monitor(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
-    if (port == nullptr || buf == nullptr || len == 0) {
-        if (port != nullptr) {
-            trace_err(port, "QSFP Get module monitor dom : Null parameters");
-        }
-        return QSFP_ERR_INVALID;
-    }
-    WorkBuffer values = work_buffer(kModuleMonitorLen);
-    if (!values) {
-        trace_err(port, "errno: module monitor memory allocation failed");
-        return QSFP_ERR_NO_MEMORY;
-    }
-    if (const std::uint32_t rc = read_lower(port, kModuleMonitors, kModuleMonitorLen, values.get()); rc != QSFP_OK) {
-        trace_err(port, "errno: Module monitor reg read failed. rc: 0x%x", rc);
-        return rc;
-    }
-    BoundedText t(buf, len);
-    header(t, port, "MODULE MONITOR   \t\t VALUE \n");
-    const float c = temperature_c(word(values.get(), kTempAt));
-    t.add(std::snprintf(t.cursor(), t.left(), "Temperature       \t\t %c%4.2f C  \n", sign(c), std::fabs(c)));
-    t.add(std::snprintf(t.cursor(), t.left(), "Supply voltage     \t\t %2.4f V  \n", vcc_v(word(values.get(), kVccAt))));
-    return finish(t, written);
+namespace {
+
+// What the reports trace when a work buffer cannot be had.
+void module_monitor_no_memory(qsfp_port_ctx *port) {
+    trace_err(port, "errno: module monitor memory allocation failed");
+}
+void channel_monitor_no_memory(qsfp_port_ctx *port) {
+    trace_err(port, "errno: channel monitor memory allocation failed ");
+}
+void thresholds_no_memory(qsfp_port_ctx *port) {
+    trace_err(port, "errno: Alarm & Warn memory allocation failed");
 }
 
-extern "C" uint32_t qsfp_dom_channel_monitor(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
-    if (port == nullptr || buf == nullptr || len == 0) {
-        if (port != nullptr) {
-            trace_err(port, "QSFP Get channel intr dom : Null parameters");
-        }
-        return QSFP_ERR_INVALID;
-    }
-    WorkBuffer values = work_buffer(kLaneMonitorLen);
-    if (!values) {
-        trace_err(port, "errno: channel monitor memory allocation failed ");
-        return QSFP_ERR_NO_MEMORY;
-    }
-    if (const std::uint32_t rc = read_lower(port, kLaneMonitors, kLaneMonitorLen, values.get()); rc != QSFP_OK) {
-        trace_err(port, "errno: Channel monitor reg read failed. rc: 0x%x", rc);
-        return rc;
-    }
-    const std::uint8_t *v = values.get();
-    BoundedText t(buf, len);
-    header(t, port, "CHANNEL MONITOR    \t\t VALUE \n");
+std::uint32_t module_monitor_lines(qsfp_port_ctx *, BoundedText &t, const Reads &reads) {
+    const std::uint8_t *values = reads[0];
+    const float c = temperature_c(word(values, kTempAt));
+    t.add(std::snprintf(t.cursor(), t.left(), "Temperature       \t\t %c%4.2f C  \n", sign(c), std::fabs(c)));
+    t.add(std::snprintf(t.cursor(), t.left(), "Supply voltage     \t\t %2.4f V  \n", vcc_v(word(values, kVccAt))));
+    return QSFP_OK;
+}
+
+std::uint32_t channel_monitor_lines(qsfp_port_ctx *, BoundedText &t, const Reads &reads) {
+    const std::uint8_t *v = reads[0];
     const char *rx_labels[kLanes] = {"RX1 power          ", "RX2 power          ", "RX3 power          ",
                                      "RX4 power          "};
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
@@ -196,28 +274,11 @@ extern "C" uint32_t qsfp_dom_channel_monitor(qsfp_port_ctx *port, char *buf, uin
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
         power_line(t, tx_labels[lane], word(v, kTxPowerAt + 2 * lane), lane == 0 ? " \n" : "\n");
     }
-    return finish(t, written);
+    return QSFP_OK;
 }
 
-extern "C" uint32_t qsfp_dom_alarm_warn_monitor(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
-    if (port == nullptr || buf == nullptr || len == 0) {
-        if (port != nullptr) {
-            trace_err(port, "QSFP Get alarm and warn dom : Null parameters");
-        }
-        return QSFP_ERR_INVALID;
-    }
-    WorkBuffer thresholds = work_buffer(kThresholdLen);
-    if (!thresholds) {
-        trace_err(port, "errno: Alarm & Warn memory allocation failed");
-        return QSFP_ERR_NO_MEMORY;
-    }
-    if (const std::uint32_t rc = read_thresholds(port, thresholds.get()); rc != QSFP_OK) {
-        trace_err(port, "errno: Alarm & Warn threshold reg read failed. rc: 0x%x", rc);
-        return rc;
-    }
-    const std::uint8_t *th = thresholds.get();
-    BoundedText t(buf, len);
-    header(t, port, "ALARM AND WARNING THRESHOLDS \t VALUE \n");
+std::uint32_t thresholds_lines(qsfp_port_ctx *, BoundedText &t, const Reads &reads) {
+    const std::uint8_t *th = reads[0];
     for (std::size_t k = 0; k < 4; ++k) {
         temperature_value(t, kTemperatureLabels.kind[k], temperature_c(word(th, kTempThresholdsAt + 2 * k)));
     }
@@ -235,30 +296,22 @@ extern "C" uint32_t qsfp_dom_alarm_warn_monitor(qsfp_port_ctx *port, char *buf, 
     for (std::size_t k = 0; k < 4; ++k) {
         power_line(t, kTxPowerLabels.kind[k], word(th, kTxPowerThresholdsAt + 2 * k), "\n");
     }
-    return finish(t, written);
+    return QSFP_OK;
 }
 
-extern "C" uint32_t qsfp_dom_channel_ctrl_monitor_mask(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
-    if (port == nullptr || buf == nullptr || len == 0) {
-        if (port != nullptr) {
-            trace_err(port, "QSFP Get controlmask dom : Null parameters");
-        }
-        return QSFP_ERR_INVALID;
-    }
-    std::uint8_t squelch = 0;
-    if (const std::uint32_t rc = qsfp_access(port, kSquelchDisable, 1, kPage03, &squelch, QSFP_ACCESS_READ);
-        rc != QSFP_OK) {
-        trace_err(port, "errno: Tx & Rx SQ disable reg read failed. rc: 0x%x", rc);
-        return rc;
-    }
-    std::uint8_t outputs = 0;
-    if (const std::uint32_t rc = qsfp_access(port, kOutputControl, 1, kPage03, &outputs, QSFP_ACCESS_READ);
-        rc != QSFP_OK) {
-        trace_err(port, "errno: Rx Output disable reg read failed. rc: 0x%x", rc);
-        return rc;
-    }
-    BoundedText t(buf, len);
-    header(t, port, "Channel Ctrl & Monitor Masks \t STATUS \n");
+// The masks are read after the squelch and output lines are written.
+constexpr Block kMaskBlocks[] = {
+    {kPage03, kChannelMonitorMasks, kChannelMonitorMasksLen,
+     [](qsfp_port_ctx *port) { trace_err(port, "errno: Alarm & Warn mask memory allocation failed"); },
+     [](qsfp_port_ctx *port, std::uint32_t rc) {
+         trace_err(port, "errno: Alarm & Warn mask reg read failed. rc: 0x%x", rc);
+     }},
+};
+static_assert(fits(kMaskBlocks));
+
+std::uint32_t control_mask_lines(qsfp_port_ctx *port, BoundedText &t, const Reads &reads) {
+    const std::uint8_t squelch = *reads[0];
+    const std::uint8_t outputs = *reads[1];
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
         const std::uint8_t tx_bit = static_cast<std::uint8_t>(1u << lane);
         const std::uint8_t rx_bit = static_cast<std::uint8_t>(0x10u << lane);
@@ -267,22 +320,13 @@ extern "C" uint32_t qsfp_dom_channel_ctrl_monitor_mask(qsfp_port_ctx *port, char
         t.add(std::snprintf(t.cursor(), t.left(), "RX%d    output disable\t\t   %s\n", lane + 1,
                             yes_no(outputs & rx_bit)));
     }
-    WorkBuffer masks = work_buffer(kMonitorMaskLen);
-    if (!masks) {
-        trace_err(port, "errno: Alarm & Warn mask memory allocation failed");
-        return QSFP_ERR_NO_MEMORY;
-    }
-    if (const std::uint32_t rc = qsfp_access(port, kMonitorMaskFirst, kMonitorMaskLen, kPage03, masks.get(),
-                                             QSFP_ACCESS_READ);
-        rc != QSFP_OK) {
-        trace_err(port, "errno: Alarm & Warn mask reg read failed. rc: 0x%x", rc);
+    Reads masks;
+    if (const std::uint32_t rc = masks.fill(port, kMaskBlocks); rc != QSFP_OK) {
         return rc;
     }
-    flag_lines(t, kMonitorMasks, masks.get(), kMonitorMaskFirst);
-    return finish(t, written);
+    flag_lines(t, kMonitorMasks, masks[0], kChannelMonitorMasks);
+    return QSFP_OK;
 }
-
-namespace {
 
 // One row of the current-versus-threshold table: a label and five cells.
 void table_row(BoundedText &t, const char *label, const char *const (&cells)[5]) {
@@ -323,64 +367,128 @@ void power_rows(BoundedText &t, const char *label, char prefix, const std::uint8
     }
 }
 
-}  // namespace
-
-extern "C" uint32_t qsfp_dom_channel_alarm_warn(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
-    if (port == nullptr || buf == nullptr || len == 0) {
-        if (port != nullptr) {
-            trace_err(port, "QSFP Get alram/warn threshold dom : Null parameters");
-        }
-        return QSFP_ERR_INVALID;
-    }
-    WorkBuffer module = work_buffer(kModuleMonitorLen);
-    WorkBuffer lanes = work_buffer(kLaneMonitorLen);
-    WorkBuffer thresholds = work_buffer(kThresholdLen);
-    if (!module || !lanes || !thresholds) {
-        if (!module) {
-            trace_err(port, "errno: module monitor memory allocation failed");
-        } else if (!lanes) {
-            trace_err(port, "errno: channel monitor memory allocation failed ");
-        } else {
-            trace_err(port, "errno: Alarm & Warn memory allocation failed");
-        }
-        return QSFP_ERR_NO_MEMORY;
-    }
-    std::uint32_t rc = read_lower(port, kModuleMonitors, kModuleMonitorLen, module.get());
-    if (rc == QSFP_OK) {
-        rc = read_lower(port, kLaneMonitors, kLaneMonitorLen, lanes.get());
-    }
-    if (rc != QSFP_OK) {
-        trace_err(port, "errno: Module Monitor reg read failed. rc: 0x%x", rc);
-        return rc;
-    }
-    if (rc = read_thresholds(port, thresholds.get()); rc != QSFP_OK) {
-        trace_err(port, "errno: Alarm & Warn reg read failed. rc: 0x%x", rc);
-        return rc;
-    }
-    const std::uint8_t *th = thresholds.get();
-    BoundedText t(buf, len);
-    header(t, port, "Type \t\t| Current \t| High Alarm \t| Low Alarm \t| High Warning \t| Low Warning\n");
+std::uint32_t current_versus_threshold_lines(qsfp_port_ctx *, BoundedText &t, const Reads &reads) {
+    const std::uint8_t *module = reads[0];
+    const std::uint8_t *lanes = reads[1];
+    const std::uint8_t *th = reads[2];
     t.add(std::snprintf(t.cursor(), t.left(), "%s\n", kEquals));
 
     char current[kCell];
-    const float c = temperature_c(word(module.get(), kTempAt));
+    const float c = temperature_c(word(module, kTempAt));
     std::snprintf(current, sizeof current, "%c%4.2f", sign(c), std::fabs(c));
     threshold_row(t, "Temperature (C)", current, th, kTempThresholdsAt, [](char *cell, std::uint16_t raw) {
         const float v = temperature_c(raw);
         std::snprintf(cell, kCell, "%c%4.2f", sign(v), std::fabs(v));
     });
-    std::snprintf(current, sizeof current, "%2.4f", vcc_v(word(module.get(), kVccAt)));
+    std::snprintf(current, sizeof current, "%2.4f", vcc_v(word(module, kVccAt)));
     threshold_row(t, "Voltage (V) ", current, th, kVccThresholdsAt,
                   [](char *cell, std::uint16_t raw) { std::snprintf(cell, kCell, "%2.4f", vcc_v(raw)); });
-    power_rows(t, "Rx power  ", 'R', lanes.get(), kRxPowerAt, th, kRxPowerThresholdsAt);
-    power_rows(t, "Tx power  ", 'T', lanes.get(), kTxPowerAt, th, kTxPowerThresholdsAt);
+    power_rows(t, "Rx power  ", 'R', lanes, kRxPowerAt, th, kRxPowerThresholdsAt);
+    power_rows(t, "Tx power  ", 'T', lanes, kTxPowerAt, th, kTxPowerThresholdsAt);
     threshold_row(t, "Tx Current (mA)", kNoThreshold, th, kBiasThresholdsAt,
                   [](char *cell, std::uint16_t raw) { std::snprintf(cell, kCell, "%2.4f", bias_ma(raw)); });
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
-        std::snprintf(current, sizeof current, "Tx%u=%2.4f ", lane + 1, bias_ma(word(lanes.get(), kBiasAt + 2 * lane)));
+        std::snprintf(current, sizeof current, "Tx%u=%2.4f ", lane + 1, bias_ma(word(lanes, kBiasAt + 2 * lane)));
         lane_row(t, current);
     }
-    return finish(t, written);
+    return QSFP_OK;
+}
+
+// The blocks each report reads, in the order its lines use them.
+constexpr Block kModuleMonitorBlocks[] = {
+    {kPage00, kModuleMonitors, kModuleMonitorsLen, module_monitor_no_memory,
+     [](qsfp_port_ctx *port, std::uint32_t rc) {
+         trace_err(port, "errno: Module monitor reg read failed. rc: 0x%x", rc);
+     }},
+};
+constexpr Block kChannelMonitorBlocks[] = {
+    {kPage00, kLaneMonitors, kLaneMonitorsLen, channel_monitor_no_memory,
+     [](qsfp_port_ctx *port, std::uint32_t rc) {
+         trace_err(port, "errno: Channel monitor reg read failed. rc: 0x%x", rc);
+     }},
+};
+constexpr Block kThresholdBlocks[] = {
+    {kPage03, kThresholds, kThresholdsLen, thresholds_no_memory,
+     [](qsfp_port_ctx *port, std::uint32_t rc) {
+         trace_err(port, "errno: Alarm & Warn threshold reg read failed. rc: 0x%x", rc);
+     }},
+};
+constexpr Block kControlBlocks[] = {
+    {kPage03, kSquelchDisable, 1, nullptr,
+     [](qsfp_port_ctx *port, std::uint32_t rc) {
+         trace_err(port, "errno: Tx & Rx SQ disable reg read failed. rc: 0x%x", rc);
+     }},
+    {kPage03, kOutputControl, 1, nullptr,
+     [](qsfp_port_ctx *port, std::uint32_t rc) {
+         trace_err(port, "errno: Rx Output disable reg read failed. rc: 0x%x", rc);
+     }},
+};
+// The module and lane values fail with one text.
+void module_values_read_failed(qsfp_port_ctx *port, std::uint32_t rc) {
+    trace_err(port, "errno: Module Monitor reg read failed. rc: 0x%x", rc);
+}
+constexpr Block kCurrentVersusThresholdBlocks[] = {
+    {kPage00, kModuleMonitors, kModuleMonitorsLen, module_monitor_no_memory, module_values_read_failed},
+    {kPage00, kLaneMonitors, kLaneMonitorsLen, channel_monitor_no_memory, module_values_read_failed},
+    {kPage03, kThresholds, kThresholdsLen, thresholds_no_memory,
+     [](qsfp_port_ctx *port, std::uint32_t rc) {
+         trace_err(port, "errno: Alarm & Warn reg read failed. rc: 0x%x", rc);
+     }},
+};
+static_assert(fits(kModuleMonitorBlocks) && fits(kChannelMonitorBlocks) && fits(kThresholdBlocks) &&
+              fits(kControlBlocks) && fits(kCurrentVersusThresholdBlocks));
+
+constexpr Report kModuleMonitor{
+    "MODULE MONITOR   \t\t VALUE \n",
+    [](qsfp_port_ctx *port) { trace_err(port, "QSFP Get module monitor dom : Null parameters"); },
+    kModuleMonitorBlocks,
+    module_monitor_lines,
+};
+constexpr Report kChannelMonitor{
+    "CHANNEL MONITOR    \t\t VALUE \n",
+    [](qsfp_port_ctx *port) { trace_err(port, "QSFP Get channel intr dom : Null parameters"); },
+    kChannelMonitorBlocks,
+    channel_monitor_lines,
+};
+constexpr Report kThresholdReport{
+    "ALARM AND WARNING THRESHOLDS \t VALUE \n",
+    [](qsfp_port_ctx *port) { trace_err(port, "QSFP Get alarm and warn dom : Null parameters"); },
+    kThresholdBlocks,
+    thresholds_lines,
+};
+constexpr Report kControlMaskReport{
+    "Channel Ctrl & Monitor Masks \t STATUS \n",
+    [](qsfp_port_ctx *port) { trace_err(port, "QSFP Get controlmask dom : Null parameters"); },
+    kControlBlocks,
+    control_mask_lines,
+};
+constexpr Report kCurrentVersusThreshold{
+    "Type \t\t| Current \t| High Alarm \t| Low Alarm \t| High Warning \t| Low Warning\n",
+    [](qsfp_port_ctx *port) { trace_err(port, "QSFP Get alram/warn threshold dom : Null parameters"); },
+    kCurrentVersusThresholdBlocks,
+    current_versus_threshold_lines,
+};
+
+}  // namespace
+
+extern "C" uint32_t qsfp_dom_module_monitor(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    return run(kModuleMonitor, port, buf, written, len);
+}
+
+extern "C" uint32_t qsfp_dom_channel_monitor(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    return run(kChannelMonitor, port, buf, written, len);
+}
+
+extern "C" uint32_t qsfp_dom_alarm_warn_monitor(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    return run(kThresholdReport, port, buf, written, len);
+}
+
+extern "C" uint32_t qsfp_dom_channel_ctrl_monitor_mask(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    return run(kControlMaskReport, port, buf, written, len);
+}
+
+extern "C" uint32_t qsfp_dom_channel_alarm_warn(qsfp_port_ctx *port, char *buf, uint32_t *written, uint32_t len) {
+    return run(kCurrentVersusThreshold, port, buf, written, len);
 }
 
 }  // namespace qsfp::sff8636

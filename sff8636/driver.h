@@ -4,9 +4,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <span>
 
 #include <qsfp/qsfp_sff8636.h>
 
+#include "sff8636/sff8636_regs.h"
 #include "sff8636/state.h"
 
 struct qsfp_drv_hooks;
@@ -35,6 +37,23 @@ inline std::atomic_ref<std::uint32_t> pending_lanes(qsfp_port_ctx *port) {
 // Spacing of the bytes of a bit-banged flag read (ns); the module that needs
 // it is marked when its inventory is saved.
 inline constexpr std::uint32_t kBitBangDelay = 200000;
+
+// When a read of the latched flags takes the bit-bang path. Port enable never
+// does; the status record does whenever the port is marked for it; the
+// latched-flag report also needs the caller's bit-bang function to be there.
+enum class BitBang { never, when_marked, when_callable };
+
+// What a caller traces when its latched-flag read fails, in its own words for
+// each path (`bit_bang` may be null where the rule never bit-bangs).
+struct FlagsReadFailure {
+    void (*read)(qsfp_port_ctx *port, std::uint32_t rc);
+    void (*bit_bang)(qsfp_port_ctx *port, std::uint32_t rc);
+};
+
+// Reads the latched flags, lower bytes 3-14, which clears them in the module;
+// a failure is traced through `failure` and answered.
+std::uint32_t read_latched_flags(qsfp_port_ctx *port, std::span<std::uint8_t, kFlagsLen> flags, BitBang rule,
+                                 const FlagsReadFailure &failure);
 
 // Settings and waits that bring-up and port enable share.
 inline constexpr std::uint8_t kAllLanes = 0x0F;

@@ -16,22 +16,6 @@ namespace qsfp::sff8636 {
 
 namespace {
 
-constexpr std::uint32_t kPage02 = 2;
-// Upper page 00h.
-constexpr std::uint32_t kVendorOui = 165;
-constexpr std::uint32_t kVendorPn = 168;
-constexpr std::uint32_t kVendorRev = 184;
-constexpr std::uint32_t kSerial = 196;
-constexpr std::uint32_t kDateCode = 212;
-constexpr std::uint8_t kCleiPresent = 0x10;   // byte 129 bit 4: CLEI on page 02h
-// Our maker's page 02h, and its place in lower memory of flat-memory cables.
-constexpr std::uint32_t kPagedClei = 128;
-constexpr std::uint32_t kPagedVid = 148;
-constexpr std::uint32_t kPagedPid = 192;
-constexpr std::uint32_t kFlatClei = 34;
-constexpr std::uint32_t kFlatVid = 54;
-constexpr std::uint32_t kFlatPid = 58;
-
 const std::uint8_t *field(const std::uint8_t *image, std::uint32_t page, std::uint32_t addr) {
     return image + image_offset(page, addr);
 }
@@ -129,10 +113,10 @@ extern "C" uint32_t qsfp_port_save_hw_info(qsfp_port_ctx *port, const uint8_t *i
     qsfp_hw_info &info = port->hw_info;
     const std::uint8_t *vendor = field(image, kPage00, kVendorName);
     copy_text(info.vendor_name, vendor, QSFP_VENDOR_NAME_LEN);
-    copy_text(info.serial_number, field(image, kPage00, kSerial), QSFP_SERIAL_LEN);
-    copy_text(info.vid, flat ? field(image, kPage00, kFlatVid) : field(image, kPage02, kPagedVid), QSFP_VID_LEN);
+    copy_text(info.serial_number, field(image, kPage00, kVendorSerial), QSFP_SERIAL_LEN);
+    copy_text(info.vid, flat ? field(image, kPage00, kFlatVid) : field(image, kPage02, kMakerVid), QSFP_VID_LEN);
 
-    const std::uint8_t *own_pid = flat ? field(image, kPage00, kFlatPid) : field(image, kPage02, kPagedPid);
+    const std::uint8_t *own_pid = flat ? field(image, kPage00, kFlatPid) : field(image, kPage02, kMakerPid);
     if (!begins_with(vendor, "KORVA")) {
         if (const std::uint32_t rc = set_basic_pid(port, type, info.pid, sizeof info.pid); rc != QSFP_OK) {
             trace_err(port, "errno: Qsfp hw infonon-korva pid failed. rc: 0x%x", rc);
@@ -146,9 +130,9 @@ extern "C" uint32_t qsfp_port_save_hw_info(qsfp_port_ctx *port, const uint8_t *i
     if (flat) {
         copy_text(info.clei, field(image, kPage00, kFlatClei), QSFP_CLEI_LEN);
     } else if ((image[kExtIdentifier] & kCleiPresent) != 0) {
-        copy_text(info.clei, field(image, kPage02, kPagedClei), QSFP_CLEI_LEN);
+        copy_text(info.clei, field(image, kPage02, kMakerClei), QSFP_CLEI_LEN);
     }
-    copy_text(info.vendor_pn, field(image, kPage00, kVendorPn), QSFP_VENDOR_PN_LEN);
+    copy_text(info.vendor_pn, field(image, kPage00, kVendorPart), QSFP_VENDOR_PN_LEN);
     copy_text(info.vendor_rev, field(image, kPage00, kVendorRev), QSFP_VENDOR_REV_LEN);
     std::memcpy(info.vendor_oui, field(image, kPage00, kVendorOui), sizeof info.vendor_oui);
     info.rev_present = (image[kVendorRev] != 0 || image[kVendorRev + 1] != 0) ? 1 : 0;

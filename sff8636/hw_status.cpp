@@ -19,10 +19,8 @@ constexpr std::uint32_t kDataReadyChecks = 20;
 constexpr std::uint32_t kDataReadySteps = 10;
 constexpr std::uint32_t kStepUs = 10000;
 constexpr std::uint32_t kFlagObservationSteps = 20;
-constexpr std::uint32_t kLaneMonitors = 34;     // Rx power 34-41, bias 42-49, Tx power 50-57
-constexpr std::uint32_t kLaneMonitorLen = 24;
-constexpr std::uint32_t kTemperature = 22;
-constexpr std::uint32_t kVcc = 26;
+// Rx power, bias and Tx power of lanes 1-4 in one read (bytes 34-57).
+constexpr std::uint32_t kLaneMonitorLen = kTxPower + 2 * kLanes - kLaneMonitors;
 constexpr std::uint32_t kWavelengthUnit = 20;   // bytes 186-187 count 0.05 nm
 // A dark receiver reads -40 dBm rather than minus infinity.
 constexpr float kDarkPowerMw = 0.0001f;
@@ -107,9 +105,9 @@ std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
         return rc;
     }
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
-        status->rx_power_dbm[lane] = power_dbm_floor(word_at(lanes + 2 * lane));
-        status->tx_bias_ma[lane] = bias_ma(word_at(lanes + 2 * kLanes + 2 * lane));
-        status->tx_power_dbm[lane] = power_dbm_floor(word_at(lanes + 4 * kLanes + 2 * lane));
+        status->rx_power_dbm[lane] = power_dbm_floor(word_at(lanes + kRxPower - kLaneMonitors + 2 * lane));
+        status->tx_bias_ma[lane] = bias_ma(word_at(lanes + kTxBias - kLaneMonitors + 2 * lane));
+        status->tx_power_dbm[lane] = power_dbm_floor(word_at(lanes + kTxPower - kLaneMonitors + 2 * lane));
     }
     status->temperature = temperature_c(word_at(temperature));
     status->vcc = vcc_v(word_at(vcc));
@@ -154,18 +152,20 @@ void store_flags(const std::uint8_t *flags, qsfp_hw_status *status) {
     }
 }
 
+constexpr FlagsReadFailure kFlagsReadFailure{
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel Interrupt flag reg read failed. rc: 0x%x", rc);
+    },
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "errno: Channel interrupt flag reg second bitbang read failed rc: 0x%x", rc);
+    },
+};
+
+// The status record bit-bangs whenever the port is marked for it.
 std::uint32_t read_flags(qsfp_port_ctx *port, qsfp_hw_status *status) {
     std::uint8_t flags[kFlagsLen] = {};
-    if (state(port).bit_bang != 0) {
-        if (const std::uint32_t rc =
-                qsfp_special_bit_bang_read(port, kFlagsFirst, kFlagsLen, kPage00, flags, kBitBangDelay);
-            rc != QSFP_OK) {
-            trace_err(port, "errno: Channel interrupt flag reg second bitbang read failed rc: 0x%x", rc);
-            return rc;
-        }
-    } else if (const std::uint32_t rc = qsfp_access(port, kFlagsFirst, kFlagsLen, kPage00, flags, QSFP_ACCESS_READ);
-               rc != QSFP_OK) {
-        trace_err(port, "errno: Channel Interrupt flag reg read failed. rc: 0x%x", rc);
+    if (const std::uint32_t rc = read_latched_flags(port, flags, BitBang::when_marked, kFlagsReadFailure);
+        rc != QSFP_OK) {
         return rc;
     }
     store_flags(flags, status);

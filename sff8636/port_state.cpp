@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <span>
 
 #include "framework/trace.h"
 #include "sff8636/driver.h"
@@ -24,13 +25,20 @@ constexpr std::uint8_t kSquelchAllowed = 0x00;
 // Lower bytes 0-14 as far as a flag read filled them.
 using Flags = std::array<std::uint8_t, kFlagsFirst + kFlagsLen>;
 
+// Port enable reads bytes 3-14 through the normal path only.
+constexpr FlagsReadFailure kFlagsReadFailure{
+    [](qsfp_port_ctx *port, std::uint32_t rc) {
+        trace_err(port, "QSFP Read Channel Interrupt Flags failed in port_enableerror 0x%x", rc);
+    },
+    nullptr,
+};
+
 // The latched flags, read to clear them: the whole lower page where the
 // platform reads it in one go, else bytes 3-14.
 std::uint32_t read_flags(qsfp_port_ctx *port, Flags &flags, bool second) {
-    std::uint32_t rc;
     if (whole_image_read(port)) {
         std::array<std::uint8_t, kHalfPage> lower{};
-        rc = qsfp_access(port, 0, kHalfPage, kPage00, lower.data(), QSFP_ACCESS_READ);
+        const std::uint32_t rc = qsfp_access(port, 0, kHalfPage, kPage00, lower.data(), QSFP_ACCESS_READ);
         std::copy_n(lower.begin(), flags.size(), flags.begin());
         if (rc != QSFP_OK && second) {
             trace_err(port, "QSFP PAGE0 Read2 failed in port_enable, error 0x%x", rc);
@@ -39,11 +47,8 @@ std::uint32_t read_flags(qsfp_port_ctx *port, Flags &flags, bool second) {
         }
         return rc;
     }
-    rc = qsfp_access(port, kFlagsFirst, kFlagsLen, kPage00, flags.data() + kFlagsFirst, QSFP_ACCESS_READ);
-    if (rc != QSFP_OK) {
-        trace_err(port, "QSFP Read Channel Interrupt Flags failed in port_enableerror 0x%x", rc);
-    }
-    return rc;
+    return read_latched_flags(port, std::span(flags).subspan<kFlagsFirst, kFlagsLen>(), BitBang::never,
+                              kFlagsReadFailure);
 }
 
 // SOURCE PHOTONICS 100G LR4 modules take fixed equaliser settings with the
@@ -170,9 +175,7 @@ std::uint32_t finish_enable(qsfp_port_ctx *port, std::uint32_t lanes) {
         trace_evt(port, "Port Enable : PSM4 optics Page3 WR Reg 0x%x val 0x%x ", kSquelchDisable, kSquelchAllowed);
     }
     std::array<std::uint8_t, kFlagsLen> flags{};
-    if (const std::uint32_t rc = qsfp_access(port, kFlagsFirst, kFlagsLen, kPage00, flags.data(), QSFP_ACCESS_READ);
-        rc != QSFP_OK) {
-        trace_err(port, "QSFP Read Channel Interrupt Flags failed in port_enableerror 0x%x", rc);
+    if (const std::uint32_t rc = read_latched_flags(port, flags, BitBang::never, kFlagsReadFailure); rc != QSFP_OK) {
         return rc;
     }
     if (port->any_page != 0) {

@@ -9,13 +9,6 @@ using namespace qsfp::sff8636;
 
 namespace {
 
-// Each quantity has four words: high alarm, low alarm, high warning, low warning.
-constexpr std::uint32_t kTempThresholds = 128;
-constexpr std::uint32_t kVccThresholds = 144;
-constexpr std::uint32_t kRxPowerThresholds = 176;
-constexpr std::uint32_t kBiasThresholds = 184;
-constexpr std::uint32_t kTxPowerThresholds = 192;
-
 struct Quad {
     float high_alarm, low_alarm, high_warning, low_warning;
 };
@@ -36,7 +29,7 @@ extern "C" uint32_t qsfp_port_save_threshold_data(qsfp_port_ctx *port, const uin
     }
     const Quad rx = quad(page03, kRxPowerThresholds, power_dbm);
     const Quad tx = quad(page03, kTxPowerThresholds, power_dbm);
-    const Quad bias = quad(page03, kBiasThresholds, bias_ma);
+    const Quad bias = quad(page03, kTxBiasThresholds, bias_ma);
     const Quad vcc = quad(page03, kVccThresholds, vcc_v);
     const Quad temp = quad(page03, kTempThresholds, temperature_c);
     port->thresholds = qsfp_threshold_data{

@@ -9,6 +9,9 @@
 #include <qsfp/qsfp_records.h>
 #include <qsfp/platform.h>
 #include <qsfp/qsfp_port.h>
+#include <qsfp/qsfp_port_ops.h>
+#include <qsfp/qsfp_sff8636.h>
+#include <qsfp/qsfp_compliance.h>
 #include <qsfp/qsfp_decode.h>
 
 #endif /* QSFP_QSFP_H */

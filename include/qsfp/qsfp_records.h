@@ -81,6 +81,25 @@ typedef struct qsfp_hw_info {
     uint32_t compliance;                  /* 0 good, 1 no image, 3 base or 4 extended checksum wrong */
     uint8_t caller_byte;
 } qsfp_hw_info;
+QSFP_STATIC_ASSERT(sizeof(qsfp_hw_info) == 228, "inventory record is 228 bytes");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, vendor_rev) == 17, "vendor revision at 17");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, vid) == 20, "VID at 20");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, pid) == 25, "PID at 25");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, clei) == 46, "CLEI at 46");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, qsfp_type) == 60, "type code at 60");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, qsfp_type_str) == 64, "type text at 64");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, vendor_pn) == 129, "vendor part number at 129");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, serial_number) == 146, "serial number at 146");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, module_pid) == 163, "module PID at 163");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, vendor_oui) == 184, "vendor OUI at 184");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, rev_present) == 188, "revision flag at 188");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, date_code) == 192, "date code at 192");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, dwdm_channel) == 204, "DWDM channel at 204");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, reserved) == 208, "reserved word at 208");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, si_capability) == 212, "SI capability at 212");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, any_page) == 216, "any-page flag at 216");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, compliance) == 220, "compliance at 220");
+QSFP_STATIC_ASSERT(offsetof(qsfp_hw_info, caller_byte) == 224, "caller byte at 224");
 
 /* Entries of the live status record that hold one value per lane. */
 #define QSFP_STATUS_LANES 8

@@ -1,21 +1,80 @@
-/* Compiled as C11: the umbrella header, and the layouts a C caller relies on. */
+/* Compiled as C11 with the umbrella header alone: a C caller reaches a
+ * function of every public header, and the fixed layouts hold in C too. */
 #include <qsfp/qsfp.h>
 
-#include <stddef.h>
 #include <stdio.h>
+#include <string.h>
 
 _Static_assert(sizeof(qsfp_hw_status) == 1600, "status record");
 _Static_assert(sizeof(qsfp_threshold_data) == 80, "threshold record");
+_Static_assert(sizeof(qsfp_hw_info) == 228, "inventory record");
 _Static_assert(sizeof(qsfp_drv_fvt) == 31 * sizeof(void *), "driver table slots");
 _Static_assert(offsetof(qsfp_drv_fvt, get_firmware_update_progress) == 30 * sizeof(void *), "last slot");
 _Static_assert(offsetof(qsfp_port_ctx, port_lock) == 0, "port_lock first");
 
-int main(void) {
-    /* The exported symbols link from C. */
-    qsfp_lib_ctx *ctx = qsfp_get_ctx();
-    if (ctx == NULL || qsfp_port_get_rate(0x11) != 100) {
-        fputs("C caller cannot reach the library\n", stderr);
-        return 1;
+static int failures;
+
+static void check(int ok, const char *what) {
+    if (!ok) {
+        fprintf(stderr, "C caller: %s\n", what);
+        ++failures;
     }
-    return 0;
+}
+
+/* Lower memory and upper page 00h with both identifier checksums right. */
+static void identifier_image(uint8_t *mem) {
+    unsigned sum = 0;
+    memset(mem, 0, 256);
+    mem[0] = 0x11;
+    mem[128] = 0x11;
+    memcpy(&mem[148], "C CALLER        ", 16);
+    for (int i = 128; i <= 190; ++i) sum += mem[i];
+    mem[191] = (uint8_t)sum;
+    mem[192] = 0x02;
+    sum = 0;
+    for (int i = 192; i <= 222; ++i) sum += mem[i];
+    mem[223] = (uint8_t)sum;
+}
+
+int main(void) {
+    /* qsfp_port.h */
+    check(qsfp_get_ctx() != NULL, "qsfp_get_ctx");
+    check(qsfp_port_get_rate(0x11) == 100, "qsfp_port_get_rate(0x11)");
+
+    /* qsfp_port_ops.h, with the codes of qsfp_types.h */
+    check(qsfp_port_admin_state(NULL, 0, 1, 0x0F) == QSFP_ERR_INVALID, "qsfp_port_admin_state(NULL)");
+
+    /* qsfp_sff8636.h */
+    char text[8] = "ab c   ";
+    trim_trailing_spaces(text, 7);
+    check(strcmp(text, "ab c") == 0, "trim_trailing_spaces");
+
+    /* qsfp_compliance.h */
+    uint8_t mem[256];
+    uint32_t result = 99;
+    identifier_image(mem);
+    check(qsfp_xcvr_check_compliance(mem, &result) == QSFP_OK && result == QSFP_COMPLIANCE_OK,
+          "qsfp_xcvr_check_compliance, good image");
+    mem[191] ^= 0xFF;
+    check(qsfp_xcvr_check_compliance(mem, &result) == QSFP_OK && result == QSFP_COMPLIANCE_BASE_CHECKSUM,
+          "qsfp_xcvr_check_compliance, bad base checksum");
+
+    /* qsfp_decode.h, with a record of qsfp_records.h */
+    static qsfp8636_id_record rows[QSFP8636_THRESHOLD_RECORD_ROWS];
+    static const uint8_t page03[128];
+    check(qsfp8636_xcvr_decode_qsfp8636_threshold(page03, (char *)rows) == QSFP_OK && rows[0].label[0] != '\0',
+          "qsfp8636_xcvr_decode_qsfp8636_threshold on a zero page");
+    check(qsfp8636_xcvr_decode_qsfp8636_threshold(NULL, (char *)rows) == QSFP_ERR_INVALID,
+          "qsfp8636_xcvr_decode_qsfp8636_threshold(NULL)");
+    qsfp_hw_status status;
+    memset(&status, 0, sizeof status);
+    status.media_type = 4;
+    static qsfp8636_lane_record lanes;
+    check(qsfp8636_xcvr_decode_qsfp8636_dom_lane_info(&status, (char *)&lanes) == 4, "lane decoder");
+
+    /* platform.h */
+    mgd_timer *tree = mgd_timer_tree_new();
+    check(tree != NULL && mgd_timer_tree_first_expired(tree) == NULL, "mgd_timer_tree_new");
+
+    return failures == 0 ? 0 : 1;
 }

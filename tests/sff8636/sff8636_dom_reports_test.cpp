@@ -175,6 +175,25 @@ TEST_F(DomReportsTest, BitBangedModulesReadTheSecondFlagsByteByByte) {
     EXPECT_EQ(cage().stats().delay_ns, 11u * 200000);
 }
 
+// The report bit-bangs only when the caller gave a bit-bang function.
+TEST_F(DomReportsTest, PortMarkedForBitBangWithoutTheFunctionReadsTheFlagsNormally) {
+    qsfp_port_ctx *port = make();
+    state(port).bit_bang = 1;
+    port->bit_bang_read = nullptr;
+    module().memory().set(0, 4, 0x01);  // Tx1 fault
+    std::uint32_t rc = 1;
+    const std::string text = report(qsfp_dom_chan_intr_flags, port, &rc);
+    EXPECT_EQ(rc, QSFP_OK);
+    EXPECT_NE(text.find("L-TX1 FAULT   \t\t\t   YES\n"), std::string::npos);
+    std::size_t flag_reads = 0;
+    for (const auto &t : cage().log()) {
+        flag_reads += t.reg == 3 && t.len == 12;
+        EXPECT_FALSE(t.bit_bang);
+    }
+    EXPECT_EQ(flag_reads, 2u);
+    EXPECT_EQ(cage().stats().delay_ns, 0u);
+}
+
 TEST_F(DomReportsTest, CurrentVersusThresholdTable) {
     qsfp_port_ctx *port = make();
     set_word(0, 22, 40 * 256);

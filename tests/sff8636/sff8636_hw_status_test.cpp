@@ -180,6 +180,49 @@ TEST_F(HwStatusTest, MonitorReadFailuresAreReturned) {
     }
 }
 
+std::vector<qsfp::sim::Transaction> flag_reads(const std::vector<qsfp::sim::Transaction> &log) {
+    std::vector<qsfp::sim::Transaction> out;
+    for (const auto &t : log) {
+        if (t.op == Op::read && t.reg == 3) out.push_back(t);
+    }
+    return out;
+}
+
+TEST_F(HwStatusTest, PortMarkedForBitBangReadsItsFlagsByteByByte) {
+    qsfp_port_ctx *port = make();
+    state(port).bit_bang = 1;
+    module().memory().set(0, 3, 0x01);  // Rx1 LOS
+    ASSERT_EQ(qsfp_port_hw_status(port, &status_), QSFP_OK);
+    EXPECT_EQ(status_.rx_los[0], 1u);
+    const auto reads = flag_reads(cage().log());
+    ASSERT_EQ(reads.size(), 1u);
+    EXPECT_TRUE(reads[0].bit_bang);
+    EXPECT_EQ(reads[0].len, 12u);
+    EXPECT_EQ(cage().stats().delay_ns, 11u * 200000);
+}
+
+// The status record goes by the port's mark alone: without a bit-bang
+// function the bit-bang read itself refuses, and the record fails.
+TEST_F(HwStatusTest, PortMarkedForBitBangWithoutTheFunctionFailsItsFlagRead) {
+    qsfp_port_ctx *port = make();
+    state(port).bit_bang = 1;
+    port->bit_bang_read = nullptr;
+    EXPECT_EQ(qsfp_port_hw_status(port, &status_), QSFP_ERR_INVALID);
+    EXPECT_TRUE(
+        trace_has(kErr, "Controller 0 Port 1: errno: Channel interrupt flag reg second bitbang read failed rc: 0x16"));
+    EXPECT_TRUE(flag_reads(cage().log()).empty());
+}
+
+TEST_F(HwStatusTest, FailedBitBangedFlagReadIsTracedAndReturned) {
+    qsfp_port_ctx *port = make();
+    state(port).bit_bang = 1;
+    cage().fail_range(Op::read, -1, 3, 3, 7);
+    EXPECT_EQ(qsfp_port_hw_status(port, &status_), 7u);
+    EXPECT_TRUE(
+        trace_has(kErr, "Controller 0 Port 1: errno: Channel interrupt flag reg second bitbang read failed rc: 0x7"));
+    EXPECT_FALSE(trace_has(kErr, "Controller 0 Port 1: errno: Channel Interrupt flag reg read failed. rc: 0x7"));
+}
+
 TEST_F(HwStatusTest, MissingArguments) {
     qsfp_port_ctx *port = make();
     EXPECT_EQ(qsfp_port_get_hw_status(port, nullptr), QSFP_ERR_INVALID);

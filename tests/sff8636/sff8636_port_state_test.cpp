@@ -122,6 +122,21 @@ TEST_F(PortStateTest, EnableAt40GClearsTheTxFaultAndTheFlags) {
     EXPECT_EQ(flags, 2);
 }
 
+// Port enable reads the flags through the normal path whatever the port's
+// bit-bang mark says.
+TEST_F(PortStateTest, EnableNeverBitBangsTheFlags) {
+    qsfp_port_ctx *port = make_ready();
+    state(port).bit_bang = 1;
+    EXPECT_EQ(qsfp_fvt.port_enable(port, 0x0F, 0), QSFP_OK);
+    int flags = 0;
+    for (const auto &t : cage().log()) {
+        flags += t.op == Op::read && t.reg == 3 && t.len == 12;
+        EXPECT_FALSE(t.bit_bang);
+    }
+    EXPECT_EQ(flags, 3);  // after the equaliser, after the Tx fault clear, at the end
+    EXPECT_EQ(cage().stats().delay_ns, 0u);
+}
+
 TEST_F(PortStateTest, TxOnlyEnableStopsAfterTheFaultClear) {
     qsfp_port_ctx *port = make_ready(40);
     state(port).options[1] = 0x04;
