@@ -17,6 +17,8 @@
 #include <qsfp/sim/cage.h>
 #include <qsfp/sim/cmis_catalogue.h>
 #include <qsfp/sim/image_file.h>
+#include <qsfp/sim/line_card.h>
+#include <qsfp/sim/sff8636_module.h>
 
 #include "decode/record_view.h"
 #include "decode/show_text_port.h"
@@ -245,6 +247,16 @@ TEST(CmisImageFilesTest, EveryRealCmisImageLoadsIntoTheEmulatedModule) {
         }
     }
     EXPECT_EQ(loaded, 15);
+}
+
+TEST(CmisLineCardTest, CagesTakeModulesOfEitherCatalogueByName) {
+    LineCard card(3);
+    EXPECT_TRUE(card.insert(0, "400G-FR4"));
+    EXPECT_TRUE(card.insert(1, "100G-SR4"));
+    EXPECT_FALSE(card.insert(2, "no such module"));
+    EXPECT_NE(dynamic_cast<CmisModule *>(card.cage(0).module()), nullptr);
+    EXPECT_NE(dynamic_cast<Sff8636Module *>(card.cage(1).module()), nullptr);
+    EXPECT_EQ(card.cage(2).module(), nullptr);
 }
 
 }  // namespace
