@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <memory>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -585,6 +586,46 @@ TEST(CmisModuleDurationTest, AReservedDpInitCodeStillTakesAFiniteTime) {
     auto m = make_cmis_module("400G-DR4-DPINIT14");
     EXPECT_EQ(m->memory().get(kPage01, kDataPathDurations) & 0x0F, 14);
     EXPECT_EQ(m->dp_init_time(), 3s);
+}
+
+// Random memory, random host writes everywhere and time passing: the module
+// keeps to its memory and its state machines keep to their states.
+TEST(CmisModuleRobustnessTest, RandomMemoryAndRandomWritesAreSafe) {
+    for (std::uint32_t seed = 1; seed <= 20; ++seed) {
+        ModuleMemory memory;
+        for (std::uint8_t page : {kPage01, kPage02, kPage03, kPage10, kPage11, kPage9F, kPageA0}) memory.add_page(page);
+        randomize(memory, seed);
+        memory.set(0, kMemoryModel, static_cast<std::uint8_t>(memory.get(0, kMemoryModel) & ~kFlatMemory));
+        Cage cage;
+        auto owned = std::make_unique<CmisModule>(memory);
+        CmisModule &m = *owned;
+        cage.insert(std::move(owned));
+        std::mt19937 rng(seed);
+        for (int i = 0; i < 2000; ++i) {
+            const auto page = static_cast<std::uint8_t>(rng() % 2 ? kPage10 : rng() % 256);
+            const auto reg = static_cast<std::uint8_t>(rng());
+            std::uint8_t bytes[8] = {};
+            const std::uint32_t len = 1 + rng() % 8;
+            for (std::uint8_t &b : bytes) b = static_cast<std::uint8_t>(rng());
+            if (rng() % 2) {
+                cage.write(reg, page, len, bytes);
+            } else {
+                cage.read(reg, page, len, bytes);
+            }
+            VirtualClock::instance().advance_ns(rng() % 50000000);
+        }
+        const auto state = static_cast<int>(m.module_state());
+        EXPECT_GE(state, 1) << seed;
+        EXPECT_LE(state, 5) << seed;
+        for (int lane = 0; lane < kLanes; ++lane) {
+            const auto dp = static_cast<int>(m.data_path_state(lane));
+            EXPECT_GE(dp, 1) << seed;
+            EXPECT_LE(dp, 7) << seed;
+        }
+        EXPECT_EQ(m.data_path_state(8), Dp::deactivated);
+        EXPECT_FALSE(m.set_rx_power(-1, 1.0));
+        EXPECT_EQ(m.config_status(99), ConfigStatus::undefined);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(BothBusModes, CmisModuleTest, ::testing::Values(BusMode::raw, BusMode::direct),
