@@ -211,8 +211,12 @@ constexpr Recipe kRecipes[] = {
     qualified(kCwdm4x2, "KORVA-2X100G-CWDM4", 14, 0xCA),
     qualified(kLr4x2, "KORVA-2X100G-LR4", 15, 0xCB),
     // ---- Vendor-specific modules ----
-    made_by(renamed(kCwdm4x2, "AOI-2X100G-CWDM4", "AOI 2 x 100G CWDM4 advertising short module power-up and power-down times"),
-            kAoi),
+    [] {
+        Recipe r = made_by(renamed(kCwdm4x2, "AOI-2X100G-CWDM4", "AOI 2 x 100G CWDM4 advertising short module power-up and power-down times"),
+                           kAoi);
+        r.module_durations = 0x33;  // 10-50 ms each
+        return r;
+    }(),
     [] {
         Recipe r = made_by(qualified(kDr4Recipe, "KORVA-AVAGO-ALPHA", 7, 0xC3), kKorvaAvago);
         r.description = "Pre-production (hardware revision A0) maker-qualified 400G DR4";

@@ -133,6 +133,20 @@ std::string trimmed(std::string s) {
     return s;
 }
 
+TEST(CmisCatalogueTest, OpticsAdvertiseWavelengthDurationsAndSiControls) {
+    const ModuleMemory fr4 = build_memory(*find_cmis_entry("400G-FR4"));
+    EXPECT_EQ(fr4.get(kPage01, kNominalWavelength) << 8 | fr4.get(kPage01, kNominalWavelength + 1), 1301 * 20);  // 0.05 nm
+    EXPECT_EQ(fr4.get(kPage01, kDataPathDurations), 0x45);
+    EXPECT_EQ(fr4.get(kPage01, kModuleDurations), 0x56);
+    EXPECT_EQ(fr4.get(kPage01, kTxSiImplemented), kTxFixedEqImplemented | kTxAdaptiveEqImplemented);
+    EXPECT_EQ(fr4.get(kPage01, kRxSiImplemented),
+              kRxAmplitudeImplemented | kRxPreCursorImplemented | kRxPostCursorImplemented);
+    const ModuleMemory aoi = build_memory(*find_cmis_entry("AOI-2X100G-CWDM4"));
+    EXPECT_LT(aoi.get(kPage01, kModuleDurations) & 0x0F, 5);  // short power-up advertised
+    EXPECT_EQ(build_memory(*find_cmis_entry("400G-DR4-DPINIT14")).get(kPage01, kDataPathDurations) & 0x0F, 14);
+    EXPECT_EQ(build_memory(*find_cmis_entry("KORVA-AVAGO-ALPHA")).get(kPage00, kVendorRev), 'A');
+}
+
 class EachEntry : public ::testing::TestWithParam<CmisCatalogueEntry> {};
 
 TEST_P(EachEntry, ImageHoldsItsPagesWithValidCheckCodes) {

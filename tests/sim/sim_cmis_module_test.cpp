@@ -304,6 +304,22 @@ TEST_P(CmisModuleTest, ApplyDpInitIsInProgressForTheDpInitTimeThenAccepted) {
     EXPECT_EQ(active, (std::vector<std::uint8_t>{0x20, 0x20, 0x24, 0x24, 0x28, 0x28, 0x2C, 0x2C}));
 }
 
+TEST_P(CmisModuleTest, StagedBytesWrittenWithTheTriggerInOneTransactionCount) {
+    CmisModule &m = insert("400G-DR4");
+    deactivate_all(m);
+    // Bytes 143-152: ApplyDPInit, ApplyImmediate, then the eight DPConfig bytes.
+    std::vector<std::uint8_t> block = {0xFF, 0x00};
+    for (int lane = 0; lane < kLanes; ++lane) block.push_back(static_cast<std::uint8_t>(0x20 | (lane & ~1) << 1));
+    if (GetParam() == BusMode::raw) {
+        std::uint8_t page = kPage10;
+        ASSERT_EQ(cage_.write(kPageSelectReg, 0, 1, &page), 0u);
+    }
+    ASSERT_EQ(cage_.write(kApplyDpInit, kPage10, static_cast<std::uint32_t>(block.size()), block.data()), 0u);
+    sleep_for(std::chrono::duration_cast<std::chrono::microseconds>(m.dp_init_time()));
+    EXPECT_EQ(status(3), 0x11);
+    EXPECT_EQ(bus_->read(kPage11, static_cast<std::uint8_t>(kActiveDpConfig + 7)), 0x2C);
+}
+
 TEST_P(CmisModuleTest, AnUnknownApplicationIsRejectedAsInvalidAppSel) {
     CmisModule &m = insert("400G-DR4");
     deactivate_all(m);
