@@ -32,13 +32,13 @@ constexpr SiField kSiFields[] = {
 
 // A control the host may set only when the module implements it (page 01h
 // 161-162): a nonzero lane value of the field needs the bit.
-struct SiRequirement {
+struct SiControl {
     SiField field;
     std::uint8_t advert;  // page 01h byte
     std::uint8_t bit;
 };
 
-constexpr SiRequirement kSiRequirements[] = {
+constexpr SiControl kSiControls[] = {
     {{kSiTxAdaptiveEnable, 1}, kTxSiImplemented, kTxAdaptiveEqImplemented},
     {{kSiTxFixedEq, 4}, kTxSiImplemented, kTxFixedEqImplemented},
     {{kSiRxPreCursor, 4}, kRxSiImplemented, kRxPreCursorImplemented},
@@ -262,7 +262,7 @@ CmisModule::ConfigStatus CmisModule::check_lane(const Command &c, int lane) cons
         }
     }
     if (cfg & kExplicitControl) {
-        for (const SiRequirement &r : kSiRequirements) {
+        for (const SiControl &r : kSiControls) {
             const bool implemented = memory().has_page(kPage01) && (memory().get(kPage01, r.advert) & r.bit);
             if (!implemented && lane_bits(c.si, r.field, lane) != 0) {
                 return ConfigStatus::rejected_invalid_si;
