@@ -175,6 +175,9 @@ std::uint32_t Cage::transfer(Op op, std::uint8_t reg, std::uint8_t page, std::ui
         if (t.rc == 0) {
             t.rc = fault_for(op, reg, t.page, len);
         }
+        if (t.rc == 0 && module_->busy()) {
+            t.rc = kNoModuleCode;
+        }
     }
     if (t.rc == 0) {
         module_->begin_transaction();

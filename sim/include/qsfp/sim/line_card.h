@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <string_view>
 
 #include <qsfp/qsfp_port.h>
 #include <qsfp/sim/cage.h>
@@ -18,6 +19,11 @@ public:
     std::size_t size() const { return cages_.size(); }
     Cage &cage(std::size_t index) { return cages_.at(index); }
     std::uint32_t controller() const { return controller_; }
+
+    // Inserts the named module of the SFF-8636 catalogue or, failing that,
+    // of the CMIS catalogue; false (the cage left as it was) when neither
+    // has the name.
+    bool insert(std::size_t index, std::string_view name);
 
     // The creation record of cage `index` (port number index + 1): the
     // emulator's access functions, raw two-wire unless the cage was set to

@@ -85,6 +85,9 @@ public:
     // Called once per bus transaction before and after its bytes move.
     virtual void begin_transaction() {}
     virtual void end_transaction() {}
+    // A busy module does not acknowledge its address; the cage answers as for
+    // an empty cage until it is free again.
+    virtual bool busy() const { return false; }
 
     // A byte that reads as `value` whatever the memory holds (a stuck flag).
     void stick(std::uint8_t page, std::uint8_t addr, std::uint8_t value);
