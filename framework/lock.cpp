@@ -50,10 +50,6 @@ std::uint32_t lock_port_mutex(pthread_mutex_t *mutex, const char *label, std::ui
     return static_cast<std::uint32_t>(rc);
 }
 
-}  // namespace qsfp::framework
-
-namespace qsfp::framework {
-
 namespace {
 
 // A number for the calling thread, unique for the life of the process; 0 is

@@ -66,6 +66,14 @@ std::uint32_t check_context_and_port(const qsfp_port_ctx *port) {
     return QSFP_OK;
 }
 
+std::uint32_t check_module_map(qsfp_port_ctx *port, std::uint32_t reg, std::uint32_t len, std::uint32_t page) {
+    if (within_module_map(reg, len, page)) {
+        return QSFP_OK;
+    }
+    trace_err(port, "QSFP Access : Reg 0x%x Sz %u page %u beyond the module map\n", reg, len, page);
+    return QSFP_ERR_INVALID;
+}
+
 }  // namespace qsfp::framework
 
 extern "C" uint32_t qsfp_set_page(uint8_t page, qsfp_port_ctx *port) {
@@ -104,9 +112,8 @@ extern "C" uint32_t qsfp_access(qsfp_port_ctx *port, uint32_t reg, uint32_t len,
             return rc;
         }
     }
-    if (!within_module_map(reg, len, page)) {
-        trace_err(port, "QSFP Access : Reg 0x%x Sz %u page %u beyond the module map\n", reg, len, page);
-        return QSFP_ERR_INVALID;
+    if (const std::uint32_t rc = check_module_map(port, reg, len, page); rc != QSFP_OK) {
+        return rc;
     }
     if (reg > kLowerPageLast) {
         if (const std::uint32_t rc = check_upper_page(port, page, rw); rc != QSFP_OK) {

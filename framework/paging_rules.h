@@ -76,6 +76,10 @@ constexpr bool standard_page(const qsfp_port_ctx &port, std::uint32_t page) {
 // Port" on the library trace, 22).
 std::uint32_t check_context_and_port(const qsfp_port_ctx *port);
 
+// An access the module map cannot hold: traced ("QSFP Access : Reg 0x%x Sz %u
+// page %u beyond the module map") and answered 22; else 0.
+std::uint32_t check_module_map(qsfp_port_ctx *port, std::uint32_t reg, std::uint32_t len, std::uint32_t page);
+
 // Writes the page-select byte when the path cannot select pages itself and
 // the cached page differs.
 inline bool page_select_needed(qsfp_port_ctx *port, std::uint32_t page, bool path_selects_page) {

@@ -30,13 +30,12 @@ std::uint32_t access(qsfp_port_ctx *port, int line, const char *message, std::ui
     std::uint32_t rc;
     if (port->fvt.reg_read_write == nullptr) {
         rc = qsfp_access(port, reg, len, page, buf, rw);
-    } else if (!within_module_map(reg, len, page)) {
-        // The module map bounds a coherent module's accesses as any other's.
-        trace_err(port, "QSFP Access : Reg 0x%x Sz %u page %u beyond the module map\n", reg, len, page);
-        rc = QSFP_ERR_INVALID;
     } else {
-        // Coherent modules are reached through their SDK.
-        rc = port->fvt.reg_read_write(port, reg, len, page, buf, rw);
+        // Coherent modules are reached through their SDK, within the same map.
+        rc = check_module_map(port, reg, len, page);
+        if (rc == QSFP_OK) {
+            rc = port->fvt.reg_read_write(port, reg, len, page, buf, rw);
+        }
     }
     qsfp_port_unlock(port);
     return rc;

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "framework/driver_hooks.h"
 #include "framework/timer_leaves.h"
 #include "framework/trace.h"
 #include "sff8636/driver.h"

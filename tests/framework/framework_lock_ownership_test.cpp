@@ -9,6 +9,7 @@
 
 #include "framework/lock.h"
 #include "sff8636/sff_port.h"
+#include "support/test_mutex.h"
 
 namespace {
 
@@ -52,16 +53,6 @@ uint32_t show_text_then_probe(qsfp_port_ctx *port, void **text, uint32_t *len, c
     const uint32_t rc = qsfp_phy_reg_decode(port, text, len, buffer);
     g_probe_inside = probe(g_mutex);
     return rc;
-}
-
-pthread_mutex_t make_mutex(int kind) {
-    pthread_mutexattr_t attr;
-    pthread_mutexattr_init(&attr);
-    pthread_mutexattr_settype(&attr, kind);
-    pthread_mutex_t mu;
-    pthread_mutex_init(&mu, &attr);
-    pthread_mutexattr_destroy(&attr);
-    return mu;
 }
 
 class LockOwnershipTest : public SffPortTest, public ::testing::WithParamInterface<int> {

@@ -11,22 +11,13 @@
 
 #include "support/library_fixture.h"
 #include "support/stderr_capture.h"
+#include "support/test_mutex.h"
 #include "support/trace_reader.h"
 
 namespace {
 
 using namespace qsfp::test;
 using qsfp::sim::basic_image;
-
-pthread_mutex_t make_errorcheck_mutex() {
-    pthread_mutexattr_t attr;
-    pthread_mutexattr_init(&attr);
-    pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_ERRORCHECK);
-    pthread_mutex_t mu;
-    pthread_mutex_init(&mu, &attr);
-    pthread_mutexattr_destroy(&attr);
-    return mu;
-}
 
 // Waits until some thread announced a wait with this label.
 bool wait_for_block(const char *label, std::uint32_t number, pthread_mutex_t *mutex) {
@@ -48,7 +39,7 @@ class LockTest : public LibraryTest {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();
-        mutex_ = make_errorcheck_mutex();
+        mutex_ = make_mutex(PTHREAD_MUTEX_ERRORCHECK);
         insert(0, basic_image(0x0C));
         qsfp_port_create_params p = params(0);
         p.port_lock = &mutex_;
@@ -91,7 +82,7 @@ TEST_F(LockTest, NullHandleAnswers22) {
 }
 
 TEST_F(LockTest, UnlistedContextAnswers22AndKeepsItsMutexLocked) {
-    pthread_mutex_t other = make_errorcheck_mutex();
+    pthread_mutex_t other = make_mutex(PTHREAD_MUTEX_ERRORCHECK);
     qsfp_port_ctx stray{};
     stray.port_lock = &other;
     stray.initialized = 1;
