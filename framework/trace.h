@@ -47,6 +47,17 @@ inline constexpr std::string_view kTracedSources[] = {
     "sff8636/phy_reg_decode.cpp",
     "sff8636/observation.cpp",
     "sff8636/settle.cpp",
+    "cmis/device_init.cpp",
+    "cmis/identify_type.cpp",
+    "cmis/pre_release.cpp",
+    "cmis/get_type.cpp",
+    "cmis/oper_mode.cpp",
+    "cmis/power_mode.cpp",
+    "cmis/mode_config.cpp",
+    "cmis/apply_application.cpp",
+    "cmis/app_lookup.cpp",
+    "cmis/port_state.cpp",
+    "cmis/datapath_state.cpp",
 };
 
 consteval std::uint32_t source_index(std::string_view path) {

@@ -13,9 +13,11 @@
 #include "sff8636/dom_labels.h"
 #include "sff8636/driver.h"
 #include "sff8636/sff8636_regs.h"
-#include "sff8636/units.h"
+#include "framework/units.h"
 
 namespace qsfp::sff8636 {
+
+using namespace units;
 
 namespace {
 

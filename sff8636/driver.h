@@ -8,6 +8,7 @@
 
 #include <qsfp/qsfp_sff8636.h>
 
+#include "framework/wait.h"
 #include "sff8636/sff8636_regs.h"
 #include "sff8636/state.h"
 
@@ -89,7 +90,6 @@ std::uint32_t read_image(qsfp_port_ctx *port, std::uint8_t *image);
 bool observe(qsfp_port_ctx *port, std::uint32_t steps, std::uint32_t step_us);
 inline constexpr std::uint32_t kAbandoned = 1;
 
-// The driver's wait, in microseconds (every wait is usleep, so time is testable).
-void wait_us(std::uint32_t us);
+using framework::wait_us;
 
 }  // namespace qsfp::sff8636

@@ -7,10 +7,12 @@
 #include "sff8636/driver.h"
 #include "sff8636/sff8636_regs.h"
 #include "sff8636/type_tables.h"
-#include "sff8636/units.h"
+#include "framework/units.h"
 #include "sff8636/vdm.h"
 
 namespace qsfp::sff8636 {
+
+using namespace units;
 
 namespace {
 

@@ -1,7 +1,6 @@
 // Signal-integrity writers: Tx input equalisation, Rx output emphasis and
 // amplitude on page 03h bytes 234-239, two lanes per byte.
 #include <cstring>
-#include <unistd.h>
 
 #include "framework/trace.h"
 #include "sff8636/driver.h"
@@ -26,8 +25,6 @@ std::uint32_t write_both_settled(qsfp_port_ctx *port, std::uint32_t reg, std::ui
 }
 
 }  // namespace
-
-void wait_us(std::uint32_t us) { usleep(us); }
 
 bool tx_eq_adaptive(const qsfp_port_ctx *port) { return (state(port).options[0] & kTxEqAdaptive) != 0; }
 

@@ -3,9 +3,10 @@
 #include <qsfp/qsfp_sff8636.h>
 
 #include "sff8636/sff8636_regs.h"
-#include "sff8636/units.h"
+#include "framework/units.h"
 
 using namespace qsfp::sff8636;
+using namespace qsfp::units;
 
 namespace {
 

@@ -11,6 +11,7 @@
 #include <qsfp/qsfp_port.h>
 #include <qsfp/qsfp_port_ops.h>
 #include <qsfp/qsfp_sff8636.h>
+#include <qsfp/qsfp_cmis.h>
 #include <qsfp/qsfp_compliance.h>
 #include <qsfp/qsfp_decode.h>
 

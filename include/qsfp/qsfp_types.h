@@ -27,6 +27,7 @@ extern "C" {
 #define QSFP_ERR_CONFIG_TIMEOUT 62u   /* ETIME: a CMIS configuration timed out */
 #define QSFP_ERR_NOT_SUPPORTED 95u    /* EOPNOTSUPP: the bound driver lacks the operation */
 #define QSFP_ERR_EMPTY_SLOT 0xFFFFFFFFu /* the driver table has no function in the slot */
+#define QSFP_ERR_REFUSED 0xFFFFFFFFu  /* -1: a CMIS request the module or mode cannot take */
 
 /* Direction argument of the register access functions. */
 #define QSFP_ACCESS_WRITE 0u

@@ -1,11 +1,11 @@
-// Conversions of SFF-8636 monitor and threshold words (big-endian) into
+// Conversions of SFF-8636 and CMIS monitor and threshold words (big-endian) into
 // engineering units, in single precision as the status record carries them.
 #pragma once
 
 #include <cmath>
 #include <cstdint>
 
-namespace qsfp::sff8636 {
+namespace qsfp::units {
 
 constexpr std::uint16_t word_at(const std::uint8_t *bytes) {
     return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
@@ -22,4 +22,4 @@ constexpr float bias_ma(std::uint16_t raw) { return raw * 0.002f; }
 // 0 mW gives minus infinity.
 inline float dbm(float mw) { return 10.0f * std::log10(mw); }
 
-}  // namespace qsfp::sff8636
+}  // namespace qsfp::units
