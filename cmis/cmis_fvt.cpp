@@ -2,6 +2,7 @@
 // of SFF-8636 have no CMIS counterpart and answer as stubs.
 #include <qsfp/qsfp_port.h>
 
+#include "cmis/driver.h"
 #include "framework/driver_stub.h"
 
 namespace {
@@ -14,12 +15,12 @@ constexpr StubTable kTable = StubTable::cmis;
 }  // namespace
 
 extern "C" const qsfp_drv_fvt qsfp_dd_fvt = {
-    .device_init = nullptr,
+    .device_init = qsfp::cmis::device_init,
     .lane_tx_ena_dis = unsupported<kTable, 1>,
     .lane_rx_ena_dis = unsupported<kTable, 2>,
     .lane_tx_cdr_ena = unsupported<kTable, 3>,
     .lane_rx_cdr_ena = unsupported<kTable, 4>,
-    .get_type = nullptr,
+    .get_type = qsfp::cmis::get_type,
     .modify_eq = unsupported<kTable, 6>,
     .modify_deemphasis = unsupported<kTable, 7>,
     .modify_amp = unsupported<kTable, 8>,

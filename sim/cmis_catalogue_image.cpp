@@ -263,7 +263,12 @@ void cmis_pages(Image &img, const Recipe &r) {
         img.add(p);
     }
     if (r.profile == Profile::none) {
-        return;  // a passive plug has nothing to control
+        // A passive plug has nothing to control; a qualifying maker's plug
+        // still carries its VID and PID in the user EEPROM.
+        if (r.extended_id != 0) {
+            img.add(kPage03);
+        }
+        return;
     }
     for (std::uint8_t p : {kPage03, kPage10, kPage11}) {
         img.add(p);

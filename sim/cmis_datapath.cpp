@@ -222,8 +222,8 @@ void CmisModule::take_command(std::uint8_t lanes, bool immediate) {
     for (int i = 0; i < kSiBytes; ++i) {
         c.si[i] = memory().get(kPage10, static_cast<std::uint8_t>(kStagedSi + i));
     }
-    const auto init_ns = time_ns(dp_init_time_, code_time_ns(kPage01, kDataPathDurations, false));
-    c.done_ns = config_fault_.kind == ConfigFault::Kind::stay_in_progress ? kNever : t_ns_ + (immediate ? 0 : init_ns);
+    const auto check_ns = static_cast<std::uint64_t>(std::max<std::int64_t>(config_time_.count(), 0));
+    c.done_ns = config_fault_.kind == ConfigFault::Kind::stay_in_progress ? kNever : t_ns_ + (immediate ? 0 : check_ns);
     for (int i = 0; i < kLanes; ++i) {
         if ((lanes >> i) & 1) {
             c.verdict[i] = config_fault_.kind == ConfigFault::Kind::reject ? config_fault_.code : check_lane(c, i);

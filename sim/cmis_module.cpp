@@ -237,6 +237,9 @@ void CmisModule::set_dp_deinit_time(std::optional<Duration> t) {
 void CmisModule::set_tx_turn_on_time(Duration t) {
     update([&] { tx_turn_on_time_ = t; });
 }
+void CmisModule::set_config_time(Duration t) {
+    update([&] { config_time_ = t; });
+}
 void CmisModule::set_lpmode_pin(bool asserted) {
     update([&] { lpmode_pin_ = asserted; });
 }

@@ -51,6 +51,12 @@ int main(void) {
     trim_trailing_spaces(text, 7);
     check(strcmp(text, "ab c") == 0, "trim_trailing_spaces");
 
+    /* qsfp_cmis.h */
+    uint32_t oper_mode = 99;
+    check(qsfp_dd_port_get_default_oper_mode(NULL, &oper_mode) == QSFP_ERR_INVALID && oper_mode == 99,
+          "qsfp_dd_port_get_default_oper_mode(NULL)");
+    check(QSFP_DD_OPER_MODE_2X100G == 15 && QSFP_DD_TYPE_400G_ZRP == 0xD0, "CMIS codes");
+
     /* qsfp_compliance.h */
     uint8_t mem[256];
     uint32_t result = 99;

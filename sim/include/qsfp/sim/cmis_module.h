@@ -62,6 +62,10 @@ public:
     void set_dp_deinit_time(std::optional<Duration> t);
     // DPInitialized to DPActivated (CMIS 4.0), 0 unless set.
     void set_tx_turn_on_time(Duration t);
+    // How long an ApplyDPInit stays in progress while the module checks and
+    // commits the staged set (1 ms unless set). The lanes are deactivated
+    // then, so no DPInit runs: that comes when the host clears DPDeinit.
+    void set_config_time(Duration t);
     Duration module_power_up_time() const;
     Duration module_power_down_time() const;
     Duration dp_init_time() const;
@@ -198,6 +202,7 @@ private:
     std::optional<Duration> dp_init_time_;
     std::optional<Duration> dp_deinit_time_;
     Duration tx_turn_on_time_{0};
+    Duration config_time_{std::chrono::milliseconds(1)};
     std::array<Lane, cmis::kLanes> lanes_{};
     int media_lanes_ = cmis::kLanes;  // lanes with optical monitors and flags
     std::uint16_t temperature_ = 0;
