@@ -2,6 +2,7 @@
 // of SFF-8636 have no CMIS counterpart and answer as stubs.
 #include <qsfp/qsfp_port.h>
 
+#include "cmis/driver.h"
 #include "framework/driver_stub.h"
 
 namespace {
@@ -31,9 +32,9 @@ extern "C" const qsfp_drv_fvt qsfp_dd_fvt = {
     .dom_channel_alarm_warn = unsupported<kTable, 14>,
     .get_hw_status = nullptr,
     .get_hw_info = nullptr,
-    .port_disable = nullptr,
-    .port_enable = nullptr,
-    .mode_config = nullptr,
+    .port_disable = qsfp::cmis::port_disable,
+    .port_enable = qsfp::cmis::port_enable,
+    .mode_config = qsfp::cmis::mode_config,
     .modify_si_values = nullptr,
     .phy_reg_decode = nullptr,
     .config_traffic = nullptr,
