@@ -1,6 +1,7 @@
 // QSFP-DD ports on emulated CMIS modules for the CMIS driver's tests.
 #pragma once
 
+#include <concepts>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -28,7 +29,7 @@ protected:
         return m;
     }
     // The same with its image changed first (as the module would have been made).
-    template <typename Change>
+    template <std::invocable<sim::ModuleMemory &> Change>
     sim::CmisModule &insert_cmis(std::string_view name, Change &&change, std::size_t index = 0) {
         const sim::CmisCatalogueEntry *entry = sim::find_cmis_entry(name);
         EXPECT_NE(entry, nullptr) << name;

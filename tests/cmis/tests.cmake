@@ -1,3 +1,5 @@
 qsfp_test(cmis/cmis_identify_test)
 qsfp_test(cmis/cmis_bring_up_test)
 qsfp_test(cmis/cmis_real_images_test)
+qsfp_test(cmis/cmis_bring_up_sequence_test)
+qsfp_test(cmis/cmis_bring_up_faults_test)
