@@ -1,9 +1,9 @@
 // Demonstration of the library on the built-in emulated line card: every cage
 // holds a catalogue module (or nothing); each port is created with hardware
 // initialisation, brought up, and shown with its inventory, live status and
-// the bus traffic it cost. QSFP-DD cages hold CMIS modules, which are only
-// identified until the CMIS driver exists. Time is virtual: settle periods
-// take no wall time.
+// the bus traffic it cost. QSFP-DD cages hold CMIS modules: brought up,
+// configured for their default mode and enabled; a ZR module is handed to the
+// coherent table. Time is virtual: settle periods take no wall time.
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -28,40 +28,49 @@ constexpr const char *kCages[] = {
     "400G-FR4",       "KORVA-400G-DR4",     "400G-CR8-FLAT", "400G-ZR",
 };
 
+// The table a port runs on; a CMIS 4.0 module's port has the 4.0 enable and
+// disable slots in its copy of the CMIS table.
 const char *table_name(const qsfp_port_ctx *port) {
     if (std::memcmp(&port->fvt, &qsfp_fvt, sizeof qsfp_fvt) == 0) return "qsfp_fvt";
-    if (std::memcmp(&port->fvt, &qsfp_dd_fvt, sizeof qsfp_dd_fvt) == 0) return "qsfp_dd_fvt";
+    if (port->fvt.device_init == qsfp_dd_fvt.device_init) return "qsfp_dd_fvt";
+    if (std::memcmp(&port->fvt, &qsfp_dd_coh_dsp_fvt, sizeof qsfp_dd_coh_dsp_fvt) == 0) return "qsfp_dd_coh_dsp_fvt";
     return "none";
 }
 
-// What a port whose driver table has no bring-up yet can show: the identity
-// read from the module through the library's register access.
-void print_identity(qsfp_port_ctx *port) {
-    std::uint8_t lower[3] = {};
-    char vendor[17] = {};
-    char part[17] = {};
-    if (qsfp_check_and_lock_hdl(port, __LINE__) != QSFP_OK) {
-        std::printf("         port not available\n");
-        return;
-    }
-    const std::uint32_t rc = qsfp_access(port, 0, sizeof lower, 0, lower, QSFP_ACCESS_READ) |
-                             qsfp_access(port, 129, 16, 0, vendor, QSFP_ACCESS_READ) |
-                             qsfp_access(port, 148, 16, 0, part, QSFP_ACCESS_READ);
-    qsfp_port_unlock(port);
+// A QSFP-DD port: what bring-up found, the application it programmed, and
+// the datapath state of each host lane (page 11h) after the port was enabled.
+void print_cmis_port(qsfp_port_ctx *port) {
+    std::uint32_t type = 0;
+    char description[QSFP_TYPE_STR_LEN + 1] = {};
+    std::uint32_t qualified = 0;
+    const std::uint32_t rc = qsfp_port_type(port, &type, description, sizeof description, &qualified);
     if (rc != QSFP_OK) {
-        std::printf("         identity not readable (rc 0x%x)\n", rc);
+        std::printf("         no type (rc 0x%x)\n", rc);
         return;
     }
-    std::printf("         identifier 0x%02x  CMIS %u.%u  %s memory  vendor %s pn %s\n", lower[0], lower[1] >> 4,
-                lower[1] & 0x0F, (lower[2] & 0x80) ? "flat" : "paged", vendor, part);
-    std::printf("         no CMIS driver yet: identified only, not brought up\n");
+    const qsfp_hw_info &info = port->hw_info;
+    std::printf("         type 0x%02x %-28s vendor %-16s pn %-16s sn %-16s pid %s%s\n", type, description,
+                info.vendor_name, info.vendor_pn, info.serial_number, info.pid, qualified ? " (qualified)" : "");
+    std::uint8_t states[4] = {};
+    std::uint8_t active[8] = {};
+    if (port->flat_mem != 0) {
+        std::printf("         flat-memory cable: nothing to configure\n");
+    } else if (qsfp_port_read(port, 128, 0x11, sizeof states, states) == QSFP_OK &&
+               qsfp_port_read(port, 206, 0x11, sizeof active, active) == QSFP_OK) {
+        std::uint32_t mode = port->port_mode;
+        const bool by_default = mode == QSFP_DD_OPER_MODE_DEFAULT && qsfp_dd_port_get_default_oper_mode(port, &mode) == QSFP_OK;
+        std::printf("         oper mode %u%s, application %u active; datapath states", mode, by_default ? " (default)" : "",
+                    active[0] >> 4);
+        for (int lane = 0; lane < 8; ++lane) std::printf(" %u", (states[lane / 2] >> (4 * (lane % 2))) & 0x0F);
+        std::printf(" (4 = activated)\n");
+    }
 }
 
 void print_port(qsfp_port_ctx *port, const char *cage, std::uint32_t create_rc) {
     std::printf("port %2u  %-20s create rc 0x%-8x table %-11s rate %3u\n", port->port, cage, create_rc,
                 table_name(port), port->rate);
-    if (std::memcmp(&port->fvt, &qsfp_dd_fvt, sizeof qsfp_dd_fvt) == 0) {
-        print_identity(port);
+    if (port->rate == 400 || port->rate == 200) {
+        print_cmis_port(port);
         return;
     }
     qsfp_hw_info info{};
