@@ -88,6 +88,17 @@ def main():
         seed("fuzz_cmis_threshold", name, page(p, "02h"))
         seed("fuzz_sff8636_threshold", name, page(p, "02h"))
         seed("fuzz_cmis_lane_monitor", name, page(p, "11h"))
+        # Bring-up: memory, then flags (flat, full bring-up, LPMode off),
+        # creator's mode, failing access (0: none reached) and code,
+        # requested mode, lanes.
+        memory = b"".join(page(p, n) for n in ("lower", "00h", "01h", "02h", "03h", "10h", "11h"))
+        seed("fuzz_cmis_bring_up", f"{name}_adopt", memory + bytes([flat, 0, 79, 5, 3, 0x0F]))
+        seed("fuzz_cmis_bring_up", f"{name}_full", memory + bytes([flat | 6, 1, 79, 5, 3, 0xFF]))
+        for rev in (0x03, 0x04, 0x07, 0x30, 0x40):
+            changed = bytearray(memory)
+            changed[1] = rev
+            changed[128 * 6 + 78:128 * 6 + 86] = bytes(8)  # page 11h 206-213: no application active
+            seed("fuzz_cmis_bring_up", f"{name}_rev{rev:02x}", bytes(changed) + bytes([flat | 6, 3, 12, 11, 4, 0x0F]))
         full = b"".join(page(p, n) for n in ("lower", "00h", "01h", "02h", "03h", "10h", "11h"))
         for size in (9000, 3000) if name == cmis[0][0] else (9000,):
             seed("fuzz_cmis_id_view", f"{name}_{size}", bytes([flat]) + struct.pack("<H", size) + lower + p00)

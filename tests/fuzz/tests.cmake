@@ -71,6 +71,12 @@ if(QSFP_BUILD_FUZZ)
   target_link_libraries(fuzz_bring_up PRIVATE qsfp_sim qsfp_sim_usleep)
 endif()
 
+qsfp_fuzz_target(fuzz_cmis_bring_up cmis_bring_up_fuzz.cpp)
+target_link_libraries(fuzz_cmis_bring_up_replay PRIVATE qsfp_sim qsfp_sim_usleep)
+if(QSFP_BUILD_FUZZ)
+  target_link_libraries(fuzz_cmis_bring_up PRIVATE qsfp_sim qsfp_sim_usleep)
+endif()
+
 # All the libFuzzer binaries, for a brief fuzzing run (scripts/fuzz.sh).
 if(QSFP_BUILD_FUZZ)
   get_property(qsfp_fuzzers GLOBAL PROPERTY QSFP_FUZZERS)
