@@ -105,6 +105,11 @@ protected:
         module_ = module.get();
         insert(0, std::move(module));
         qsfp_port_create_params p = params(0);
+        if (direct_page_) {
+            cage().set_direct_page(true, true);
+            p.is_direct_page_rd_support = 1;
+            p.is_direct_page_wr_support = 1;
+        }
         p.port_mode = QSFP_DD_OPER_MODE_DEFAULT;
         p.init_arg = QSFP_DD_INIT_ADOPT;
         qsfp_port_ctx *port = create(p, QSFP_ERR_EMPTY_SLOT);
@@ -212,8 +217,21 @@ protected:
         return out;
     }
 
+    // A catalogue image to change before the module is made of it.
+    static sim::ModuleMemory image(std::string_view name) {
+        const sim::CmisCatalogueEntry *entry = sim::find_cmis_entry(name);
+        EXPECT_NE(entry, nullptr) << name;
+        return entry != nullptr ? sim::build_memory(*entry) : sim::ModuleMemory{};
+    }
+    static std::unique_ptr<sim::CmisModule> module_of(sim::ModuleMemory memory) {
+        return std::make_unique<sim::CmisModule>(std::move(memory));
+    }
+
     std::vector<std::string> evt() { return trace_texts(kEvt); }
     std::vector<std::string> err() { return trace_texts(kErr); }
+
+    // Set before make(): the port selects pages itself (one transaction per access).
+    bool direct_page_ = false;
 
 private:
     sim::CmisModule *module_ = nullptr;

@@ -5,3 +5,4 @@ add_library(qsfp_cmis_oper_mode_stand_in STATIC ${CMAKE_CURRENT_SOURCE_DIR}/cmis
 target_include_directories(qsfp_cmis_oper_mode_stand_in PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(qsfp_cmis_oper_mode_stand_in PUBLIC qsfp_core PRIVATE qsfp_warnings)
 target_link_libraries(qsfp_core INTERFACE $<BUILD_INTERFACE:qsfp_cmis_oper_mode_stand_in>)
+qsfp_test(cmis/cmis_mode_config_test)
