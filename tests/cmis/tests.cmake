@@ -6,3 +6,5 @@ target_include_directories(qsfp_cmis_oper_mode_stand_in PRIVATE ${PROJECT_SOURCE
 target_link_libraries(qsfp_cmis_oper_mode_stand_in PUBLIC qsfp_core PRIVATE qsfp_warnings)
 target_link_libraries(qsfp_core INTERFACE $<BUILD_INTERFACE:qsfp_cmis_oper_mode_stand_in>)
 qsfp_test(cmis/cmis_mode_config_test)
+qsfp_test(cmis/cmis_apply_application_test)
+qsfp_test(cmis/cmis_port_state_test)
