@@ -8,3 +8,5 @@ target_link_libraries(qsfp_core INTERFACE $<BUILD_INTERFACE:qsfp_cmis_oper_mode_
 qsfp_test(cmis/cmis_mode_config_test)
 qsfp_test(cmis/cmis_apply_application_test)
 qsfp_test(cmis/cmis_port_state_test)
+qsfp_test(cmis/cmis_app_lookup_test)
+qsfp_test(cmis/cmis_datapath_faults_test)
