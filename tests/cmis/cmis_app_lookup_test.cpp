@@ -29,7 +29,7 @@ constexpr Case kCandidates[] = {
     {400, 2, 0x1E, 4, "SM 400G LR4"},
 };
 
-class AppLookupTest : public CmisPortTest {
+class CmisAppLookupTest : public CmisPortTest {
 protected:
     // The port's copy holds `descriptors` and nothing after them.
     void advertise(qsfp_port_ctx *port, std::uint8_t media_type, std::initializer_list<std::array<std::uint8_t, 4>> descriptors) {
@@ -44,7 +44,7 @@ protected:
     }
 };
 
-TEST_F(AppLookupTest, EverySpecificCandidateSelectsItsDescriptor) {
+TEST_F(CmisAppLookupTest, EverySpecificCandidateSelectsItsDescriptor) {
     qsfp_port_ctx *port = make("400G-DR4");
     for (const Case &c : kCandidates) {
         // A descriptor of another lane count first (skipped), then the one that fits (the lane count nibble holds 16 as 0).
@@ -67,7 +67,7 @@ TEST_F(AppLookupTest, EverySpecificCandidateSelectsItsDescriptor) {
     EXPECT_EQ(cage().stats().transactions, 0u);
 }
 
-TEST_F(AppLookupTest, MismatchTraces) {
+TEST_F(CmisAppLookupTest, MismatchTraces) {
     qsfp_port_ctx *port = make("400G-DR4");
     advertise(port, 2, {{0x11, 0x1C, 0x88, 0x01}});  // DR4 code over eight media lanes
     std::uint32_t app = 0;
@@ -87,7 +87,7 @@ TEST_F(AppLookupTest, MismatchTraces) {
                      }));
 }
 
-TEST_F(AppLookupTest, DescriptorWithoutLaneCountsEndsTheWalk) {
+TEST_F(CmisAppLookupTest, DescriptorWithoutLaneCountsEndsTheWalk) {
     qsfp_port_ctx *port = make("400G-DR4");
     advertise(port, 2, {{0x11, 0x1C, 0x00, 0x01}, {0x11, 0x1C, 0x84, 0x01}});
     std::uint32_t app = 0;
@@ -97,7 +97,7 @@ TEST_F(AppLookupTest, DescriptorWithoutLaneCountsEndsTheWalk) {
     EXPECT_TRUE(err().empty());
 }
 
-TEST_F(AppLookupTest, UnsupportedSpeedEndsTheLookup) {
+TEST_F(CmisAppLookupTest, UnsupportedSpeedEndsTheLookup) {
     qsfp_port_ctx *port = make("400G-DR4");
     std::uint32_t app = 0;
     EXPECT_EQ(find_application(port, 200, 1, &app), QSFP_OK);
@@ -108,7 +108,7 @@ TEST_F(AppLookupTest, UnsupportedSpeedEndsTheLookup) {
 
 // Cables: the media interface code names the cable, not a speed, so the cable
 // rows take the first descriptor of the module's media type with the lane count.
-TEST_F(AppLookupTest, CopperBreakoutCableServesOnly50GOnOneLane) {
+TEST_F(CmisAppLookupTest, CopperBreakoutCableServesOnly50GOnOneLane) {
     qsfp_port_ctx *port = make("KORVA-8X50G-CU");
     ASSERT_EQ(port->hw_info.qsfp_type, QSFP_DD_TYPE_8X50G_CU_BREAKOUT);
     std::uint32_t app = 0;
@@ -123,7 +123,7 @@ TEST_F(AppLookupTest, CopperBreakoutCableServesOnly50GOnOneLane) {
                                "8x50 Copper cable. media_lane_cnt(8) should be 1. intf speed(50) should be 50G\n"}));
 }
 
-TEST_F(AppLookupTest, ActiveCableServesOnly400GOnEightLanes) {
+TEST_F(CmisAppLookupTest, ActiveCableServesOnly400GOnEightLanes) {
     qsfp_port_ctx *port = make("400G-AOC");
     std::uint32_t app = 0;
     EXPECT_EQ(find_application(port, 400, 8, &app), QSFP_OK);
@@ -138,7 +138,7 @@ TEST_F(AppLookupTest, ActiveCableServesOnly400GOnEightLanes) {
                                "AOC cable. media_lane_cnt(8) should be 8. intf speed(100) should be 400G\n"}));
 }
 
-TEST_F(AppLookupTest, ActiveElectricalCableIsFoundByItsMediaTypeAndLaneCount) {
+TEST_F(CmisAppLookupTest, ActiveElectricalCableIsFoundByItsMediaTypeAndLaneCount) {
     qsfp_port_ctx *port = make("400G-AEC");  // advertises host interface 0Bh over eight lanes
     std::uint32_t app = 0;
     EXPECT_EQ(find_application(port, 400, 8, &app), QSFP_OK);
@@ -146,7 +146,7 @@ TEST_F(AppLookupTest, ActiveElectricalCableIsFoundByItsMediaTypeAndLaneCount) {
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: App Code 1: Speed 400G AOC BER 10^-12 SELECT\n"));
 }
 
-TEST_F(AppLookupTest, PassiveCopperAt400G) {
+TEST_F(CmisAppLookupTest, PassiveCopperAt400G) {
     qsfp_port_ctx *port = make("400G-CR8-FLAT");
     std::uint32_t app = 0;
     EXPECT_EQ(find_application(port, 400, 8, &app), QSFP_OK);
@@ -156,7 +156,7 @@ TEST_F(AppLookupTest, PassiveCopperAt400G) {
 }
 
 // The default mode of each catalogue kind finds the application it runs.
-TEST_F(AppLookupTest, DefaultModesOfTheCatalogueFindApplication1) {
+TEST_F(CmisAppLookupTest, DefaultModesOfTheCatalogueFindApplication1) {
     for (const char *name : {"400G-FR4", "400G-DR4", "400G-LR8", "2X100G-SR4", "2X100G-PSM4", "2X100G-CWDM4", "2X100G-LR4", "400G-AOC"}) {
         qsfp_port_ctx *port = make(name);
         std::uint32_t app = 0;

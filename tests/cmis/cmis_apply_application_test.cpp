@@ -22,9 +22,9 @@ std::string eight(const char *text) {
     return out;
 }
 
-class ApplyApplicationTest : public CmisPortTest {};
+class CmisApplyApplicationTest : public CmisPortTest {};
 
-TEST_F(ApplyApplicationTest, ApplicationWithoutHostLanesIsRefusedBeforeAnyWrite) {
+TEST_F(CmisApplyApplicationTest, ApplicationWithoutHostLanesIsRefusedBeforeAnyWrite) {
     sim::ModuleMemory m = image("400G-DR4");
     m.set(0, qsfp::cmis::kAppDescriptors + 4 + qsfp::cmis::kAppLaneCounts, 0x08);  // application 2: no host lanes
     qsfp_port_ctx *port = make(module_of(std::move(m)));
@@ -34,7 +34,7 @@ TEST_F(ApplyApplicationTest, ApplicationWithoutHostLanesIsRefusedBeforeAnyWrite)
     EXPECT_TRUE(sleeps_us().empty());
 }
 
-TEST_F(ApplyApplicationTest, CodeOutsideTheEightIsRefusedWithoutReadingPastTheCopy) {
+TEST_F(CmisApplyApplicationTest, CodeOutsideTheEightIsRefusedWithoutReadingPastTheCopy) {
     qsfp_port_ctx *port = make("400G-DR4");
     EXPECT_EQ(apply_application(port, 0, 0), QSFP_ERR_INVALID);
     EXPECT_EQ(apply_application(port, 9, 0), QSFP_ERR_INVALID);
@@ -43,7 +43,7 @@ TEST_F(ApplyApplicationTest, CodeOutsideTheEightIsRefusedWithoutReadingPastTheCo
 
 // A CMIS 3.0 module reports 0 until its configuration is done: the first poll
 // sees it in process, and from then on the wait runs out whatever follows.
-TEST_F(ApplyApplicationTest, StatusZeroOnTheFirstPollThenAcceptedEndsInTimeout) {
+TEST_F(CmisApplyApplicationTest, StatusZeroOnTheFirstPollThenAcceptedEndsInTimeout) {
     qsfp_port_ctx *port = make("400G-DR4-CMIS3");
     module().set_dp_init_time(milliseconds(105));  // done between the first and the second poll
     EXPECT_EQ(mode_config(port, QSFP_DD_OPER_MODE_4X100G), QSFP_ERR_CONFIG_TIMEOUT);
@@ -60,7 +60,7 @@ TEST_F(ApplyApplicationTest, StatusZeroOnTheFirstPollThenAcceptedEndsInTimeout) 
     EXPECT_FALSE(module().host_wrote(0x10, qsfp::cmis::kTxDisable).has_value());
 }
 
-TEST_F(ApplyApplicationTest, ModuleThatStaysInProgressTimesOut) {
+TEST_F(CmisApplyApplicationTest, ModuleThatStaysInProgressTimesOut) {
     qsfp_port_ctx *port = make("400G-DR4-CMIS3");
     module().set_config_fault({Fault::Kind::stay_in_progress});
     EXPECT_EQ(mode_config(port, QSFP_DD_OPER_MODE_4X100G), QSFP_ERR_CONFIG_TIMEOUT);
@@ -69,7 +69,7 @@ TEST_F(ApplyApplicationTest, ModuleThatStaysInProgressTimesOut) {
     EXPECT_EQ(slept_ms(), 100u + 39u * 10u);
 }
 
-TEST_F(ApplyApplicationTest, RejectionNamesEveryLanesStatus) {
+TEST_F(CmisApplyApplicationTest, RejectionNamesEveryLanesStatus) {
     qsfp_port_ctx *port = make("400G-DR4");
     module().set_dp_init_time(milliseconds(50));
     module().set_config_fault({Fault::Kind::reject, sim::CmisModule::ConfigStatus::rejected_invalid_app_sel});
@@ -83,7 +83,7 @@ TEST_F(ApplyApplicationTest, RejectionNamesEveryLanesStatus) {
     EXPECT_EQ(state(port).active_app_code, 1u);
 }
 
-TEST_F(ApplyApplicationTest, EachRejectionCodeHasItsText) {
+TEST_F(CmisApplyApplicationTest, EachRejectionCodeHasItsText) {
     const std::pair<sim::CmisModule::ConfigStatus, const char *> cases[] = {
         {sim::CmisModule::ConfigStatus::rejected, "REJECTED UNKNOWN"},
         {sim::CmisModule::ConfigStatus::rejected_invalid_data_path, "REJECTED INVALID COMBO"},
@@ -104,7 +104,7 @@ TEST_F(ApplyApplicationTest, EachRejectionCodeHasItsText) {
 // CMIS 4.0 reports a configuration under way as ConfigInProgress (Ch), which
 // the status table counts among the undefined codes: a module still busy at
 // the first poll ends the wait as an error.
-TEST_F(ApplyApplicationTest, Cmis4InProgressCodeAtTheFirstPollIsAnError) {
+TEST_F(CmisApplyApplicationTest, Cmis4InProgressCodeAtTheFirstPollIsAnError) {
     qsfp_port_ctx *port = make("400G-DR4");  // DPInit code 5: the module takes 300 ms, the first poll comes at 100 ms
     module().set_dp_deinit_time(milliseconds(50));
     forget_traffic();
@@ -112,7 +112,7 @@ TEST_F(ApplyApplicationTest, Cmis4InProgressCodeAtTheFirstPollIsAnError) {
     EXPECT_EQ(err(), prefixed({"Config Error! " + eight("UNDEFINED") + "\n"}));
 }
 
-TEST_F(ApplyApplicationTest, ExplicitControlAndDatapathStartsFollowTheHostLaneAssignment) {
+TEST_F(CmisApplyApplicationTest, ExplicitControlAndDatapathStartsFollowTheHostLaneAssignment) {
     qsfp_port_ctx *port = make("2X100G-SR4");  // 4 host lanes per datapath, starting at lanes 1 and 5
     module().set_dp_init_time(milliseconds(50));
     ASSERT_EQ(port->fvt.port_disable(port, 0xFF, 0), QSFP_OK);
@@ -124,7 +124,7 @@ TEST_F(ApplyApplicationTest, ExplicitControlAndDatapathStartsFollowTheHostLaneAs
     EXPECT_EQ(module().memory().get(0x11, qsfp::cmis::kActiveAppSelect + 4), 0x19);
 }
 
-TEST_F(ApplyApplicationTest, ReservedInitCodeUsesTheDefaultWait) {
+TEST_F(CmisApplyApplicationTest, ReservedInitCodeUsesTheDefaultWait) {
     qsfp_port_ctx *port = make("400G-DR4-DPINIT14");
     module().set_dp_init_time(milliseconds(50));
     module().set_dp_deinit_time(milliseconds(50));

@@ -37,7 +37,7 @@ std::string access_error(const char *access) {
     return line;
 }
 
-class DatapathFaultTest : public CmisPortTest {
+class CmisDatapathFaultTest : public CmisPortTest {
 protected:
     void SetUp() override {
         CmisPortTest::SetUp();
@@ -74,7 +74,7 @@ protected:
     }
 };
 
-TEST_F(DatapathFaultTest, ModeConfiguration) {
+TEST_F(CmisDatapathFaultTest, ModeConfiguration) {
     const std::string down = "Failed to read the Power Reset Control Reg. rc 5\n";
     std::vector<Step> steps = {
         {"R 11h 206 x8", "Failed to read the Active Control Set. rc 5\n"},
@@ -105,7 +105,7 @@ TEST_F(DatapathFaultTest, ModeConfiguration) {
         [](qsfp_port_ctx *port) { return mode_config(port, QSFP_DD_OPER_MODE_DEFAULT); });
 }
 
-TEST_F(DatapathFaultTest, Cmis3PortEnable) {
+TEST_F(CmisDatapathFaultTest, Cmis3PortEnable) {
     sweep(
         {
             {"R 10h 130 x1", "Failed to read to Tx Disable Reg. rc 0x5\n"},
@@ -131,7 +131,7 @@ TEST_F(DatapathFaultTest, Cmis3PortEnable) {
         });
 }
 
-TEST_F(DatapathFaultTest, Cmis4PortEnable) {
+TEST_F(CmisDatapathFaultTest, Cmis4PortEnable) {
     sweep(
         {
             {"R 10h 130 x1", "Failed to read to Tx Disable Reg. rc 0x5\n"},
@@ -158,7 +158,7 @@ TEST_F(DatapathFaultTest, Cmis4PortEnable) {
         });
 }
 
-TEST_F(DatapathFaultTest, Cmis3PortDisable) {
+TEST_F(CmisDatapathFaultTest, Cmis3PortDisable) {
     sweep(
         {
             {"R 10h 130 x1", "Failed to read to Tx Disable Reg. rc 0x5\n"},
@@ -185,7 +185,7 @@ TEST_F(DatapathFaultTest, Cmis3PortDisable) {
         });
 }
 
-TEST_F(DatapathFaultTest, Cmis4PortDisable) {
+TEST_F(CmisDatapathFaultTest, Cmis4PortDisable) {
     sweep(
         {
             {"R 10h 130 x1", "Failed to read to Tx Disable Reg. rc 0x5\n"},
@@ -205,9 +205,9 @@ TEST_F(DatapathFaultTest, Cmis4PortDisable) {
         });
 }
 
-class PowerModeTest : public CmisPortTest {};
+class CmisPowerModeTest : public CmisPortTest {};
 
-TEST_F(PowerModeTest, LowPowerBitSetAndCleared) {
+TEST_F(CmisPowerModeTest, LowPowerBitSetAndCleared) {
     qsfp_port_ctx *port = make("400G-FR4");
     EXPECT_EQ(set_low_power(port, false), QSFP_OK);
     module().set_lpmode_pin(true);
@@ -220,7 +220,7 @@ TEST_F(PowerModeTest, LowPowerBitSetAndCleared) {
     EXPECT_EQ(module().module_state(), sim::CmisModule::ModuleState::low_power);
 }
 
-TEST_F(PowerModeTest, FailedReadWritesNothingAndFailedWriteIsReported) {
+TEST_F(CmisPowerModeTest, FailedReadWritesNothingAndFailedWriteIsReported) {
     qsfp_port_ctx *port = make("400G-FR4");
     cage().fail_range(sim::Op::read, -1, 26, 26, kFault, 1);
     EXPECT_EQ(set_low_power(port, true), kFault);

@@ -31,9 +31,9 @@ std::vector<std::string> joined(std::initializer_list<std::vector<std::string>> 
     return out;
 }
 
-class ModeConfigTest : public CmisPortTest {};
+class CmisModeConfigTest : public CmisPortTest {};
 
-TEST_F(ModeConfigTest, Mode7AskedForAt400GIsRefusedWithoutTouchingTheModule) {
+TEST_F(CmisModeConfigTest, Mode7AskedForAt400GIsRefusedWithoutTouchingTheModule) {
     qsfp_port_ctx *port = make("400G-DR4");
     EXPECT_EQ(mode_config(port, QSFP_DD_OPER_MODE_400G), QSFP_ERR_REFUSED);
     EXPECT_EQ(err(), prefixed({"400G with unsupported mode 7\n"}));
@@ -42,7 +42,7 @@ TEST_F(ModeConfigTest, Mode7AskedForAt400GIsRefusedWithoutTouchingTheModule) {
     EXPECT_EQ(port->port_mode, 0u);
 }
 
-TEST_F(ModeConfigTest, RateChecks) {
+TEST_F(CmisModeConfigTest, RateChecks) {
     qsfp_port_ctx *port = make("400G-DR4");
     EXPECT_EQ(mode_config(port, 8), QSFP_ERR_REFUSED);
     port->rate = 100;
@@ -51,7 +51,7 @@ TEST_F(ModeConfigTest, RateChecks) {
     EXPECT_EQ(cage().stats().transactions, 0u);
 }
 
-TEST_F(ModeConfigTest, TwoBy100GPortTakesOnlyMode15WhichIsItsDefault) {
+TEST_F(CmisModeConfigTest, TwoBy100GPortTakesOnlyMode15WhichIsItsDefault) {
     qsfp_port_ctx *port = make("2X100G-SR4");
     ASSERT_EQ(port->rate, 200u);
     EXPECT_EQ(mode_config(port, 14), QSFP_ERR_REFUSED);
@@ -64,7 +64,7 @@ TEST_F(ModeConfigTest, TwoBy100GPortTakesOnlyMode15WhichIsItsDefault) {
     EXPECT_EQ(port->port_mode, 0u);
 }
 
-TEST_F(ModeConfigTest, PassiveModuleAt400GRefusesEveryMode) {
+TEST_F(CmisModeConfigTest, PassiveModuleAt400GRefusesEveryMode) {
     qsfp_port_ctx *port = make("400G-PLB");
     for (std::uint32_t mode : {13u, 14u, 15u}) {
         EXPECT_EQ(mode_config(port, mode), QSFP_ERR_REFUSED);
@@ -78,7 +78,7 @@ TEST_F(ModeConfigTest, PassiveModuleAt400GRefusesEveryMode) {
     EXPECT_EQ(cage().stats().transactions, 0u);
 }
 
-TEST_F(ModeConfigTest, TypeWithoutDefaultGoesOnWithAnExplicitModeAndRefusesMode0) {
+TEST_F(CmisModeConfigTest, TypeWithoutDefaultGoesOnWithAnExplicitModeAndRefusesMode0) {
     qsfp_port_ctx *port = make("400G-SR8");  // no module type row lists its application
     ASSERT_EQ(port->hw_info.qsfp_type, 0u);
     EXPECT_EQ(mode_config(port, 14), QSFP_ERR_REFUSED);
@@ -91,7 +91,7 @@ TEST_F(ModeConfigTest, TypeWithoutDefaultGoesOnWithAnExplicitModeAndRefusesMode0
     EXPECT_EQ(cage().stats().transactions, 0u);
 }
 
-TEST_F(ModeConfigTest, FinisarAlphaModuleIsLeftAlone) {
+TEST_F(CmisModeConfigTest, FinisarAlphaModuleIsLeftAlone) {
     sim::ModuleMemory m = image("FINISAR-400G-FR4");
     m.set(0, qsfp::cmis::kRevision, qsfp::cmis::kFinisarAlphaRevision);
     qsfp_port_ctx *port = make(module_of(std::move(m)));
@@ -102,7 +102,7 @@ TEST_F(ModeConfigTest, FinisarAlphaModuleIsLeftAlone) {
 
 // A DR4 from its default (400G, application 1) to 4 x 100G (application 2)
 // and back; a mode the port already runs changes nothing.
-TEST_F(ModeConfigTest, Dr4To4x100GAndBack) {
+TEST_F(CmisModeConfigTest, Dr4To4x100GAndBack) {
     qsfp_port_ctx *port = make("400G-DR4");
     ASSERT_EQ(lanes_in(DpState::activated), 0xFF);  // CMIS 4.0: DPDeinit clear, the module brought them up
     module().set_dp_init_time(milliseconds(50));
@@ -188,7 +188,7 @@ TEST_F(ModeConfigTest, Dr4To4x100GAndBack) {
 
 // The application the mode needs already runs on every lane: only the
 // outputs are disabled.
-TEST_F(ModeConfigTest, ActiveSetThatMatchesIsNotReprogrammed) {
+TEST_F(CmisModeConfigTest, ActiveSetThatMatchesIsNotReprogrammed) {
     qsfp_port_ctx *port = make("400G-DR4");
     state(port).active_app_code = 0;
     EXPECT_EQ(configure_without_enable(port, QSFP_DD_OPER_MODE_400G), QSFP_OK);
@@ -209,7 +209,7 @@ TEST_F(ModeConfigTest, ActiveSetThatMatchesIsNotReprogrammed) {
     EXPECT_EQ(lanes_in(DpState::activated), 0xFF);
 }
 
-TEST_F(ModeConfigTest, AllLanesAlreadyDeactivatedMeansNoDatapathWriteBeforeTheStagedSet) {
+TEST_F(CmisModeConfigTest, AllLanesAlreadyDeactivatedMeansNoDatapathWriteBeforeTheStagedSet) {
     qsfp_port_ctx *port = make("400G-DR4-CMIS3");  // CMIS 3.0: DataPathPwrUp clear, nothing came up
     ASSERT_EQ(lanes_in(DpState::deactivated), 0xFF);
     module().set_dp_init_time(milliseconds(50));
@@ -223,7 +223,7 @@ TEST_F(ModeConfigTest, AllLanesAlreadyDeactivatedMeansNoDatapathWriteBeforeTheSt
 }
 
 // Below CMIS 4.0 byte 128 powers datapaths up: clearing it powers them down.
-TEST_F(ModeConfigTest, Cmis3DatapathsArePoweredDownByClearingTheControl) {
+TEST_F(CmisModeConfigTest, Cmis3DatapathsArePoweredDownByClearingTheControl) {
     qsfp_port_ctx *port = make("400G-DR4-CMIS3");
     ASSERT_EQ(port->fvt.port_enable(port, 0x0F, 0), QSFP_OK);
     ASSERT_EQ(lanes_in(DpState::activated), 0xFF);
@@ -238,7 +238,7 @@ TEST_F(ModeConfigTest, Cmis3DatapathsArePoweredDownByClearingTheControl) {
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: All datapath lanes are powered down. retries left 47\n"));
 }
 
-TEST_F(ModeConfigTest, LanesThatStayUpAreTracedAndTolerated) {
+TEST_F(CmisModeConfigTest, LanesThatStayUpAreTracedAndTolerated) {
     qsfp_port_ctx *port = make("400G-DR4");
     module().stick_data_path(3, DpState::activated);
     module().set_dp_init_time(milliseconds(50));
@@ -253,7 +253,7 @@ TEST_F(ModeConfigTest, LanesThatStayUpAreTracedAndTolerated) {
     EXPECT_EQ(trace_count(kEvt, "Controller 0 Port 1: Checking power down progress 1\n"), 1u);
 }
 
-TEST_F(ModeConfigTest, ForcedLowPowerIsReleased) {
+TEST_F(CmisModeConfigTest, ForcedLowPowerIsReleased) {
     qsfp_port_ctx *port = make("400G-DR4");
     module().write_byte(0, qsfp::cmis::kPowerControl, 0x50);  // LowPwrRequestSW as well
     forget_traffic();
@@ -262,7 +262,7 @@ TEST_F(ModeConfigTest, ForcedLowPowerIsReleased) {
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: Power Reset Control Reg 0x50: Need to unset the Force Low Pwr Down Bit\n"));
 }
 
-TEST_F(ModeConfigTest, WrongCodeInTheActiveSetIsRefused) {
+TEST_F(CmisModeConfigTest, WrongCodeInTheActiveSetIsRefused) {
     qsfp_port_ctx *port = make("400G-DR4");
     module().memory().set(0x11, qsfp::cmis::kActiveAppSelect + 2, 0x90);
     EXPECT_EQ(configure_without_enable(port, QSFP_DD_OPER_MODE_400G), QSFP_ERR_REFUSED);
@@ -271,7 +271,7 @@ TEST_F(ModeConfigTest, WrongCodeInTheActiveSetIsRefused) {
     EXPECT_TRUE(writes().empty());
 }
 
-TEST_F(ModeConfigTest, UnsupportedDeinitCodeWaitsTheDefault) {
+TEST_F(CmisModeConfigTest, UnsupportedDeinitCodeWaitsTheDefault) {
     sim::ModuleMemory m = image("400G-DR4");
     m.set(0x01, qsfp::cmis::kDataPathDurations, 0xE5);  // DPDeinit code 14 (reserved), DPInit code 5
     qsfp_port_ctx *port = make(module_of(std::move(m)));

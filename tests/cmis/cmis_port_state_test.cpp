@@ -13,7 +13,7 @@ using qsfp::cmis::apply_application;
 using qsfp::cmis::mode_config;
 using std::chrono::milliseconds;
 
-class PortStateTest : public CmisPortTest {
+class CmisPortStateTest : public CmisPortTest {
 protected:
     // Through the port's own table, as the port operations call it.
     static std::uint32_t enable(qsfp_port_ctx *port, std::uint32_t lanes) { return port->fvt.port_enable(port, lanes, 0); }
@@ -30,7 +30,7 @@ protected:
     }
 };
 
-TEST_F(PortStateTest, Cmis4SlotsAreInstalledOnlyForRevision40) {
+TEST_F(CmisPortStateTest, Cmis4SlotsAreInstalledOnlyForRevision40) {
     qsfp_port_ctx *port4 = make("400G-DR4");
     EXPECT_EQ(port4->fvt.port_enable, qsfp::cmis::port_enable_cmis4);
     EXPECT_EQ(port4->fvt.port_disable, qsfp::cmis::port_disable_cmis4);
@@ -39,7 +39,7 @@ TEST_F(PortStateTest, Cmis4SlotsAreInstalledOnlyForRevision40) {
     EXPECT_EQ(qsfp_dd_fvt.mode_config, qsfp::cmis::mode_config);
 }
 
-TEST_F(PortStateTest, Cmis4Dr4DisableAndEnableAllLanes) {
+TEST_F(CmisPortStateTest, Cmis4Dr4DisableAndEnableAllLanes) {
     qsfp_port_ctx *port = make("400G-DR4");
     ASSERT_EQ(lanes_in(DpState::activated), 0xFF);
     EXPECT_EQ(disable(port, 0x0F), QSFP_OK);
@@ -69,7 +69,7 @@ TEST_F(PortStateTest, Cmis4Dr4DisableAndEnableAllLanes) {
     }
 }
 
-TEST_F(PortStateTest, Cmis4TwoBy100GLanesMapOneToOne) {
+TEST_F(CmisPortStateTest, Cmis4TwoBy100GLanesMapOneToOne) {
     qsfp_port_ctx *port = make("2X100G-CWDM4");  // 4 host lanes over 4 media lanes, two datapaths
     ASSERT_EQ(lanes_in(DpState::activated), 0xFF);
     EXPECT_EQ(disable(port, 0xF0), QSFP_OK);
@@ -92,7 +92,7 @@ TEST_F(PortStateTest, Cmis4TwoBy100GLanesMapOneToOne) {
     EXPECT_EQ(slept_ms(), 300u);
 }
 
-TEST_F(PortStateTest, Cmis3TwoToOneApplicationMapsEachMediaLaneOnTwoHostLanes) {
+TEST_F(CmisPortStateTest, Cmis3TwoToOneApplicationMapsEachMediaLaneOnTwoHostLanes) {
     qsfp_port_ctx *port = dr4_breakout();
     ASSERT_EQ(state(port).active_app_code, 2u);
     EXPECT_EQ(enable(port, 0x01), QSFP_OK);
@@ -110,7 +110,7 @@ TEST_F(PortStateTest, Cmis3TwoToOneApplicationMapsEachMediaLaneOnTwoHostLanes) {
     EXPECT_FALSE(module().transmitting(1));  // media lane 2 is still disabled
 }
 
-TEST_F(PortStateTest, EnablingMediaLanes0x0FOfATwoToOneApplicationSkipsTheRegisterReads) {
+TEST_F(CmisPortStateTest, EnablingMediaLanes0x0FOfATwoToOneApplicationSkipsTheRegisterReads) {
     qsfp_port_ctx *port = dr4_breakout();
     EXPECT_EQ(enable(port, 0x0F), QSFP_OK);
     EXPECT_EQ(accesses(), (std::vector<std::string>{"W 10h 128 x1", "R 11h 128 x4", "W 10h 130 x1", "W 10h 138 x1"}));
@@ -130,7 +130,7 @@ TEST_F(PortStateTest, EnablingMediaLanes0x0FOfATwoToOneApplicationSkipsTheRegist
 }
 
 // An 8 x 50G layout: eight one-lane datapaths, one media lane each.
-TEST_F(PortStateTest, EightBy50GLanesMapOneToOne) {
+TEST_F(CmisPortStateTest, EightBy50GLanesMapOneToOne) {
     sim::ModuleMemory m = image("400G-DR4-CMIS3");
     const std::uint8_t fifty_g[] = {0x0A, 0x14, 0x11, 0xFF};  // 50GAUI-1, one host and one media lane, any start
     m.set_bytes(0, qsfp::cmis::kAppDescriptors + 4, fifty_g);
@@ -146,7 +146,7 @@ TEST_F(PortStateTest, EightBy50GLanesMapOneToOne) {
     EXPECT_EQ(lanes_in(DpState::activated), 0x05);
 }
 
-TEST_F(PortStateTest, LanesThatDoNotComeUpAreTracedNotRefused) {
+TEST_F(CmisPortStateTest, LanesThatDoNotComeUpAreTracedNotRefused) {
     qsfp_port_ctx *port = dr4_breakout();
     module().stick_data_path(1, DpState::deactivated);
     EXPECT_EQ(enable(port, 0x01), QSFP_OK);
@@ -158,7 +158,7 @@ TEST_F(PortStateTest, LanesThatDoNotComeUpAreTracedNotRefused) {
     EXPECT_EQ(accesses().size(), 3u + 1u + 40u + 2u);
 }
 
-TEST_F(PortStateTest, InvalidApplicationRefusesBothDirections) {
+TEST_F(CmisPortStateTest, InvalidApplicationRefusesBothDirections) {
     qsfp_port_ctx *port = make("400G-DR4");
     state(port).active_app_code = 0;
     EXPECT_EQ(enable(port, 0x0F), QSFP_ERR_INVALID);
@@ -174,7 +174,7 @@ TEST_F(PortStateTest, InvalidApplicationRefusesBothDirections) {
     EXPECT_EQ(qsfp_dd_fvt.port_disable(nullptr, 0x0F, 0), QSFP_ERR_INVALID);
 }
 
-TEST_F(PortStateTest, ReservedInitCodeWaitsTheDefault) {
+TEST_F(CmisPortStateTest, ReservedInitCodeWaitsTheDefault) {
     qsfp_port_ctx *port = make("400G-DR4-DPINIT14");
     module().set_dp_init_time(milliseconds(50));
     ASSERT_EQ(disable(port, 0x0F), QSFP_OK);
@@ -187,7 +187,7 @@ TEST_F(PortStateTest, ReservedInitCodeWaitsTheDefault) {
 
 // The initial wait comes from the deinit code's row; a deinit code without a
 // row takes the default wait, with the init code's interval and count.
-TEST_F(PortStateTest, ReservedDeinitCodeGivesTheDefaultInitialWait) {
+TEST_F(CmisPortStateTest, ReservedDeinitCodeGivesTheDefaultInitialWait) {
     sim::ModuleMemory m = image("400G-DR4");
     m.set(0x01, qsfp::cmis::kDataPathDurations, 0xE5);
     qsfp_port_ctx *port = make(module_of(std::move(m)));
