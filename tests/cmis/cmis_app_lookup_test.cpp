@@ -44,7 +44,7 @@ protected:
     }
 };
 
-TEST_F(CmisAppLookupTest, EverySpecificCandidateSelectsItsDescriptor) {
+TEST_F(CmisAppLookupTest, EveryNamedCandidateSelectsItsDescriptor) {
     qsfp_port_ctx *port = make("400G-DR4");
     for (const Case &c : kCandidates) {
         // A descriptor of another lane count first (skipped), then the one that fits (the lane count nibble holds 16 as 0).
