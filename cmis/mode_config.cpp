@@ -40,8 +40,8 @@ bool rate_allows(qsfp_port_ctx *port, std::uint32_t mode) {
     return false;
 }
 
-// Whether the active control set already runs
-// `app_code` on every lane; kRefused for a lane code beyond the eight.
+// Whether some lane of the active control set runs another application than
+// `app_code`; kRefused for a lane code beyond the eight.
 std::uint32_t active_set_differs(qsfp_port_ctx *port, std::uint32_t app_code, bool *differs) {
     std::array<std::uint8_t, kLanes> active{};
     const std::uint32_t rc = qsfp_access(port, kActiveAppSelect, kLanes, kPage11, active.data(), QSFP_ACCESS_READ);

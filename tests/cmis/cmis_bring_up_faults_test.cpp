@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "cmis/cmis_regs.h"
-#include "tests/cmis/cmis_test_port.h"
+#include "tests/cmis/cmis_port.h"
 
 namespace qsfp::test {
 namespace {

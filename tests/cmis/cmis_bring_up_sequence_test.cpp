@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "cmis/driver.h"
-#include "tests/cmis/cmis_test_port.h"
+#include "tests/cmis/cmis_port.h"
 
 namespace qsfp::test {
 namespace {
@@ -29,31 +29,15 @@ void no_application(sim::ModuleMemory &m) {
 
 class CmisSequenceTest : public CmisPortTest {
 protected:
-    // "page:reg=bytes" per data write, in order.
-    Strings writes() {
-        Strings out;
-        for (const auto &t : data_writes()) {
-            char head[16];
-            std::snprintf(head, sizeof head, "%02Xh:%u=", t.page, t.reg);
-            std::string line = head;
-            for (std::uint8_t b : t.data) {
-                char hex[4];
-                std::snprintf(hex, sizeof hex, "%02X", b);
-                line += hex;
-            }
-            out.push_back(line);
-        }
-        return out;
-    }
     std::uint64_t slept_us() {
         std::uint64_t total = 0;
-        for (std::uint64_t us : sleeps()) total += us;
+        for (std::uint64_t us : sleeps_us()) total += us;
         return total;
     }
 };
 
-const Strings kStagedApp1 = {"10h:145=10", "10h:146=10", "10h:147=10", "10h:148=10",
-                             "10h:149=10", "10h:150=10", "10h:151=10", "10h:152=10"};
+const Strings kStagedApp1 = {"10h 145: 10", "10h 146: 10", "10h 147: 10", "10h 148: 10",
+                             "10h 149: 10", "10h 150: 10", "10h 151: 10", "10h 152: 10"};
 
 Strings concat(std::initializer_list<Strings> parts) {
     Strings out;
@@ -66,12 +50,12 @@ TEST_F(CmisSequenceTest, Cmis40Fr4FromPowerOnWithMode7) {
     const std::uint64_t start = now_us();
     qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, QSFP_DD_OPER_MODE_400G);
     ASSERT_NE(port, nullptr);
-    EXPECT_EQ(writes(), concat({{"10h:128=FF", "00h:26=00"}, kStagedApp1, {"10h:143=FF", "10h:130=FF", "10h:138=FF"}}));
+    EXPECT_EQ(writes(), concat({{"10h 128: ff", "lower 26: 00"}, kStagedApp1, {"10h 143: ff", "10h 130: ff", "10h 138: ff"}}));
     // Power-up code 6 (page 01h byte 167 = 56h): 500 ms, then polls 50 ms apart
     // until the module (750 ms, the middle of the code's range) is ready;
     // datapath init code 5 (byte 144 = 45h): 100 ms, and the first poll finds
     // the configuration accepted.
-    EXPECT_EQ(sleeps(), (std::vector<std::uint64_t>{500000, 50000, 50000, 50000, 50000, 50000, 100000}));
+    EXPECT_EQ(sleeps_us(), (std::vector<std::uint64_t>{500000, 50000, 50000, 50000, 50000, 50000, 100000}));
     EXPECT_EQ(now_us() - start, 850000U);
     EXPECT_EQ(m.module_state(), ModState::ready);
     for (int lane = 0; lane < 8; ++lane) {
@@ -98,19 +82,19 @@ TEST_F(CmisSequenceTest, Cmis40Fr4EnableThenDisable) {
     forget_traffic();
     // 8 host lanes over 4 media lanes: media lanes 0x0F are host lanes 0xFF.
     ASSERT_EQ(qsfp_port_admin_state(port, 0, 1, 0x0F), QSFP_OK);
-    EXPECT_EQ(writes(), (Strings{"10h:128=00", "10h:130=F0", "10h:138=00"}));
+    EXPECT_EQ(writes(), (Strings{"10h 128: 00", "10h 130: f0", "10h 138: 00"}));
     // Initial wait of the deinit code (4: 50 ms), then 10 ms polls of the init
     // code (5) until DPInit (300 ms) is over.
     EXPECT_EQ(slept_us(), 300000U);
-    EXPECT_EQ(sleeps().front(), 50000U);
+    EXPECT_EQ(sleeps_us().front(), 50000U);
     for (int lane = 0; lane < 8; ++lane) EXPECT_EQ(m.data_path_state(lane), DpState::activated) << lane;
     for (int lane = 0; lane < 4; ++lane) EXPECT_TRUE(m.transmitting(lane)) << lane;
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: Datapath bitmap 0xff all activated: 4,4,4,4,4,4,4,4\n"));
 
     forget_traffic();
     ASSERT_EQ(qsfp_port_admin_state(port, 1, 0, 0x0F), QSFP_OK);
-    EXPECT_EQ(writes(), (Strings{"10h:138=FF", "10h:130=0F", "10h:128=FF"}));
-    EXPECT_TRUE(sleeps().empty());
+    EXPECT_EQ(writes(), (Strings{"10h 138: ff", "10h 130: 0f", "10h 128: ff"}));
+    EXPECT_TRUE(sleeps_us().empty());
     usleep(1000000);
     for (int lane = 0; lane < 8; ++lane) EXPECT_EQ(m.data_path_state(lane), DpState::deactivated) << lane;
     for (int lane = 0; lane < 4; ++lane) EXPECT_FALSE(m.transmitting(lane)) << lane;
@@ -124,8 +108,8 @@ TEST_F(CmisSequenceTest, Cmis30Fr4FromPowerOnWithMode7) {
     const std::uint64_t start = now_us();
     qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, QSFP_DD_OPER_MODE_400G);
     ASSERT_NE(port, nullptr);
-    EXPECT_EQ(writes(), concat({kStagedApp1, {"10h:143=FF", "10h:130=FF", "10h:138=FF"}}));
-    EXPECT_EQ(sleeps(), std::vector<std::uint64_t>{100000});
+    EXPECT_EQ(writes(), concat({kStagedApp1, {"10h 143: ff", "10h 130: ff", "10h 138: ff"}}));
+    EXPECT_EQ(sleeps_us(), std::vector<std::uint64_t>{100000});
     EXPECT_EQ(now_us() - start, 100000U);
     EXPECT_EQ(m.module_state(), ModState::ready);
     EXPECT_EQ(port->fvt.port_enable, qsfp_dd_fvt.port_enable);
@@ -133,11 +117,11 @@ TEST_F(CmisSequenceTest, Cmis30Fr4FromPowerOnWithMode7) {
 
     forget_traffic();
     ASSERT_EQ(qsfp_port_admin_state(port, 0, 1, 0x0F), QSFP_OK);
-    EXPECT_EQ(writes(), (Strings{"10h:128=FF", "10h:130=F0", "10h:138=00"}));
+    EXPECT_EQ(writes(), (Strings{"10h 128: ff", "10h 130: f0", "10h 138: 00"}));
     for (int lane = 0; lane < 8; ++lane) EXPECT_EQ(m.data_path_state(lane), DpState::activated) << lane;
     forget_traffic();
     ASSERT_EQ(qsfp_port_admin_state(port, 1, 0, 0x0F), QSFP_OK);
-    EXPECT_EQ(writes(), (Strings{"10h:138=FF", "10h:130=0F", "10h:128=00"}));
+    EXPECT_EQ(writes(), (Strings{"10h 138: ff", "10h 130: 0f", "10h 128: 00"}));
 }
 
 TEST_F(CmisSequenceTest, FinisarCmis30ModuleIsPutInLowPowerInsteadOfWaitedFor) {
@@ -146,7 +130,7 @@ TEST_F(CmisSequenceTest, FinisarCmis30ModuleIsPutInLowPowerInsteadOfWaitedFor) {
     bring_up(QSFP_DD_INIT_FULL, QSFP_DD_OPER_MODE_400G);
     const Strings w = writes();
     ASSERT_FALSE(w.empty());
-    EXPECT_EQ(w.front(), "00h:26=40");
+    EXPECT_EQ(w.front(), "lower 26: 40");
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: Power Reset Control Reg 0x40: set the Low Pwr Down Bit\n"));
     EXPECT_FALSE(trace_has(kEvt, "Controller 0 Port 1: Checking module state. 10\n"));
 }
@@ -158,7 +142,7 @@ TEST_F(CmisSequenceTest, AdoptionMismatchGoesOnToTheFullBringUp) {
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: Active Set Ln4 app code 2 (reg val 0x20) != app_code 1 from "
                                 "previous lane\n"));
     EXPECT_FALSE(trace_has(kEvt, "Controller 0 Port 1: Active Set Ln5 app code 1 (reg val 0x10)\n"));
-    EXPECT_EQ(writes().front(), "10h:128=FF");  // the power-up of the full bring-up
+    EXPECT_EQ(writes().front(), "10h 128: ff");  // the power-up of the full bring-up
     EXPECT_EQ(state(port).active_app_code, 1U);
 }
 
@@ -167,7 +151,7 @@ TEST_F(CmisSequenceTest, AdoptionReadFailureGoesOnToTheFullBringUp) {
     cage().fail_range(sim::Op::read, 0x11, cmis::kActiveAppSelect, cmis::kActiveAppSelect, 5, 1);
     bring_up(QSFP_DD_INIT_ADOPT, QSFP_DD_OPER_MODE_400G);
     EXPECT_TRUE(trace_has(kErr, "Controller 0 Port 1: Failed to read the Active Control Set. rc 5\n"));
-    EXPECT_EQ(writes().front(), "10h:128=FF");
+    EXPECT_EQ(writes().front(), "10h 128: ff");
 }
 
 TEST_F(CmisSequenceTest, AdoptionWithAWrongCodeOnLane1GoesOnToTheFullBringUp) {
@@ -176,7 +160,7 @@ TEST_F(CmisSequenceTest, AdoptionWithAWrongCodeOnLane1GoesOnToTheFullBringUp) {
     bring_up(QSFP_DD_INIT_ADOPT, QSFP_DD_OPER_MODE_400G, cmis::kRefused);
     EXPECT_EQ(trace_count(kErr, "Controller 0 Port 1: Active Set Ln1 has a wrong app code (9)\n"), 2U);
     EXPECT_TRUE(trace_has(kErr, "Controller 0 Port 1: Port Mode Config without datapath enable failed. rc 0xffffffff\n"));
-    EXPECT_EQ(writes(), (Strings{"10h:128=FF", "00h:26=00"}));
+    EXPECT_EQ(writes(), (Strings{"10h 128: ff", "lower 26: 00"}));
 }
 
 TEST_F(CmisSequenceTest, PowerUpCode14WaitsOneSecondAndPolls60TimesAtOneSecond) {
@@ -186,14 +170,14 @@ TEST_F(CmisSequenceTest, PowerUpCode14WaitsOneSecondAndPolls60TimesAtOneSecond) 
     bring_up(QSFP_DD_INIT_FULL, QSFP_DD_OPER_MODE_400G, cmis::kModuleNotReady);
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: Unsupported module power init max code 0x14. Use default "
                                 "init/loop/retries (1000/1000/60)\n"));
-    EXPECT_EQ(sleeps(), std::vector<std::uint64_t>(61, 1000000));
+    EXPECT_EQ(sleeps_us(), std::vector<std::uint64_t>(61, 1000000));
     EXPECT_EQ(now_us() - start, 61000000U);
     EXPECT_EQ(trace_count(kEvt, "Controller 0 Port 1: Checking module state. 1\n"), 1U);
     // ModuleLowPwr; nothing latched since bring-up read lower memory: IntL
     // deasserted (bit 0).
     EXPECT_TRUE(trace_has(kErr, "Controller 0 Port 1: Module is not in ready state. Reg 0x3 state 0x1\n"));
     // Nothing is configured on a module that never got ready.
-    EXPECT_EQ(writes(), (Strings{"10h:128=FF", "00h:26=00"}));
+    EXPECT_EQ(writes(), (Strings{"10h 128: ff", "lower 26: 00"}));
 }
 
 TEST_F(CmisSequenceTest, PowerUpCode15IsTheDefaultToo) {
@@ -248,8 +232,8 @@ TEST_F(CmisSequenceTest, DefaultModeOfTheTypeIsUsedWhenTheCreatorGivesNone) {
     // starting at lanes 1 and 5 (host lane assignment 11h).
     const Strings w = writes();
     const Strings staged(w.begin() + 2, w.begin() + 10);
-    EXPECT_EQ(staged, (Strings{"10h:145=10", "10h:146=10", "10h:147=10", "10h:148=10", "10h:149=18", "10h:150=18",
-                               "10h:151=18", "10h:152=18"}));
+    EXPECT_EQ(staged, (Strings{"10h 145: 10", "10h 146: 10", "10h 147: 10", "10h 148: 10", "10h 149: 18", "10h 150: 18",
+                               "10h 151: 18", "10h 152: 18"}));
     EXPECT_EQ(state(port).active_app_code, 1U);
     EXPECT_EQ(port->rate, 200U);
 }

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "cmis/cmis_regs.h"
-#include "tests/cmis/cmis_test_port.h"
+#include "tests/cmis/cmis_port.h"
 
 namespace qsfp::test {
 namespace {
@@ -116,7 +116,7 @@ TEST_F(CmisPortTest, InitFlag0WithApplication1OnAllLanesReturnsBeforePowerUp) {
     EXPECT_EQ(state(port).active_app_code, 1U);
     EXPECT_EQ(port->port_mode, 0U);
     EXPECT_EQ(m.module_state(), sim::cmis::ModuleState::low_power);
-    EXPECT_TRUE(sleeps().empty());
+    EXPECT_TRUE(sleeps_us().empty());
 }
 
 TEST_F(CmisPortTest, AdoptionOfApplication2OnADR4SelectsFourTimes100G) {
@@ -334,7 +334,7 @@ TEST_F(CmisPortTest, AlphaModuleIsParkedWithEveryDatapathDeinitialised) {
     EXPECT_EQ(data_writes()[0].page, 0x10);
     EXPECT_EQ(data_writes()[0].reg, 128);
     EXPECT_EQ(data_writes()[0].data, std::vector<std::uint8_t>{0xFF});
-    EXPECT_EQ(sleeps(), std::vector<std::uint64_t>{5000000});
+    EXPECT_EQ(sleeps_us(), std::vector<std::uint64_t>{5000000});
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: KORVA-AVAGO Alpha Module init done\n"));
     EXPECT_EQ(port->fvt.port_enable, qsfp_dd_fvt.port_enable);  // never reaches the 4.0 slot swap
 }

@@ -9,7 +9,7 @@
 #include <qsfp/sim/image_file.h>
 
 #include "cmis/cmis_regs.h"
-#include "tests/cmis/cmis_test_port.h"
+#include "tests/cmis/cmis_port.h"
 
 namespace qsfp::test {
 namespace {

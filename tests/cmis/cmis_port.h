@@ -1,11 +1,14 @@
-// CMIS ports for tests of the datapath steps: a catalogue module in cage 0,
-// its port created with the adopting init flag, what bring-up would have
-// learnt filled in, the module powered up to ModuleReady and its datapaths
-// settled, and then the traffic, traces and waits forgotten.
+// QSFP-DD ports on emulated CMIS modules for the CMIS driver's tests. make():
+// a catalogue module in cage 0, its port brought up with the adopting init
+// flag (a catalogue module keeps its running application 1, untouched), the
+// module powered up to ModuleReady and its datapaths settled, and then the
+// traffic, traces and waits forgotten. insert_cmis() and bring_up(): the
+// bring-up itself, with the init flag and mode a test chooses.
 #pragma once
 
 #include <algorithm>
 #include <chrono>
+#include <concepts>
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
@@ -31,58 +34,6 @@ using cmis::state;
 using DpState = sim::CmisModule::DataPathState;
 using namespace std::chrono_literals;
 
-// What bring-up learns of a module, taken here from the module's memory on
-// the emulator side (no bus traffic) and from the catalogue entry of the
-// module (found by its serial number) for the type code. It stands in for
-// the real bring-up until that is in the library: with the adopting init
-// flag a catalogue module keeps its active application 1 and bring-up
-// leaves the module untouched.
-inline void prime_like_bring_up(qsfp_port_ctx *port) {
-    const sim::ModuleMemory &m = sim::Cage::from_opaque(port->opaque)->module()->memory();
-    constexpr std::uint8_t kSerial = 166, kSerialWidth = 16;
-    const sim::CmisCatalogueEntry *entry = nullptr;
-    for (const sim::CmisCatalogueEntry &e : sim::cmis_catalogue()) {
-        if (sim::build_memory(e).get_bytes(0, kSerial, kSerialWidth) == m.get_bytes(0, kSerial, kSerialWidth)) {
-            entry = &e;
-        }
-    }
-    ASSERT_NE(entry, nullptr) << "not a catalogue module";
-    cmis::State &s = state(port);
-    s = cmis::State{};
-    s.revision = m.get(0, cmis::kRevision);
-    s.media_type = m.get(0, cmis::kMediaType);
-    for (std::uint32_t i = 0; i < cmis::kApplications * cmis::kAppDescriptorBytes; ++i) {
-        s.apps[i / cmis::kAppDescriptorBytes][i % cmis::kAppDescriptorBytes] =
-            m.get(0, static_cast<std::uint8_t>(cmis::kAppDescriptors + i));
-    }
-    if (m.has_page(cmis::kPage01) && !m.flat()) {
-        const std::uint8_t durations = m.get(cmis::kPage01, cmis::kDataPathDurations);
-        s.dp_deinit_code = durations >> 4;
-        s.dp_init_code = durations & 0x0F;
-    }
-    const std::vector<std::uint8_t> vendor = m.get_bytes(0, cmis::kVendorName, QSFP_VENDOR_NAME_LEN);
-    std::string name(vendor.begin(), vendor.end());
-    name.erase(name.find_last_not_of(' ') + 1);
-    std::snprintf(port->hw_info.vendor_name, sizeof port->hw_info.vendor_name, "%s", name.c_str());
-    port->hw_info.qsfp_type = entry->type_code;
-    const cmis::TypeRow *row = cmis::find_type(entry->type_code);
-    std::snprintf(port->hw_info.qsfp_type_str, sizeof port->hw_info.qsfp_type_str, "%s",
-                  row != nullptr ? row->description : "QSFPDD UNKNOWN");
-    s.passive = row != nullptr && row->passive ? 1 : 0;
-    port->flat_mem = m.flat() ? 1 : 0;
-    port->rate = entry->type_code >= QSFP_DD_TYPE_2X100G_SR4 && entry->type_code <= QSFP_DD_TYPE_2X100G_LR4 ? 200 : 400;
-    if (m.has_page(cmis::kPage11) && !m.flat()) {
-        const std::vector<std::uint8_t> active = m.get_bytes(cmis::kPage11, cmis::kActiveAppSelect, cmis::kLanes);
-        if (std::all_of(active.begin(), active.end(), [&](std::uint8_t b) { return b >> 4 == active[0] >> 4; })) {
-            s.active_app_code = active[0] >> 4;
-        }
-    }
-    if (s.revision == cmis::kRevision40) {
-        port->fvt.port_disable = cmis::port_disable_cmis4;
-        port->fvt.port_enable = cmis::port_enable_cmis4;
-    }
-}
-
 // "Controller 0 Port 1: " before each text.
 inline std::vector<std::string> prefixed(std::initializer_list<std::string> texts) {
     std::vector<std::string> out;
@@ -105,13 +56,17 @@ protected:
         module_ = module.get();
         insert(0, std::move(module));
         qsfp_port_create_params p = params(0);
+        if (direct_page_) {
+            cage().set_direct_page(true, true);
+            p.is_direct_page_rd_support = 1;
+            p.is_direct_page_wr_support = 1;
+        }
         p.port_mode = QSFP_DD_OPER_MODE_DEFAULT;
         p.init_arg = QSFP_DD_INIT_ADOPT;
-        qsfp_port_ctx *port = create(p, QSFP_ERR_EMPTY_SLOT);
+        qsfp_port_ctx *port = create(p, QSFP_OK);
         if (port == nullptr) {
             return nullptr;
         }
-        prime_like_bring_up(port);
         power_up();
         forget_traffic();
         return port;
@@ -139,24 +94,60 @@ protected:
         return true;
     }
 
-    void forget_traffic() {
-        cage().reset_stats();
-        cage().clear_log();
+    // Inserts the catalogue module `name` in cage `index`.
+    sim::CmisModule &insert_cmis(std::string_view name, std::size_t index = 0) {
+        return insert_cmis(name, [](sim::ModuleMemory &) {}, index);
+    }
+    // The same with its image changed first (as the module would have been made).
+    template <std::invocable<sim::ModuleMemory &> Change>
+    sim::CmisModule &insert_cmis(std::string_view name, Change &&change, std::size_t index = 0) {
+        sim::ModuleMemory memory = image(name);
+        change(memory);
+        auto module = module_of(std::move(memory));
+        sim::CmisModule &m = *module;
+        insert(index, std::move(module));
+        return m;
+    }
+    qsfp_port_create_params cmis_params(std::uint32_t init_flag, std::uint32_t oper_mode = 0, std::size_t index = 0) {
+        qsfp_port_create_params p = params(index);
+        p.init_arg = init_flag;
+        p.port_mode = oper_mode;
+        return p;
+    }
+    // Bring-up of the module in cage `index`, answering `expected_rc`.
+    qsfp_port_ctx *bring_up(std::uint32_t init_flag, std::uint32_t oper_mode = 0, std::uint32_t expected_rc = QSFP_OK,
+                            std::size_t index = 0) {
+        return create(cmis_params(init_flag, oper_mode, index), expected_rc);
+    }
+
+    void forget_traffic(std::size_t index = 0) {
+        cage(index).reset_stats();
+        cage(index).clear_log();
         clear_traces();
         sim::VirtualClock::instance().clear_sleeps();
     }
 
-    sim::Cage &cage() { return card().cage(0); }
+    sim::Cage &cage(std::size_t index = 0) { return card().cage(index); }
+    // The module make() made, or the one in cage `index`.
     sim::CmisModule &module() { return *module_; }
+    sim::CmisModule &module(std::size_t index) { return *static_cast<sim::CmisModule *>(cage(index).module()); }
 
-    // The module's writes in order, page selections left out: "10h 128: ff"
-    // for an upper page, "lower 26: 00" for lower memory, bytes separated by blanks.
-    std::vector<std::string> writes() {
-        std::vector<std::string> out;
-        for (const sim::Transaction &t : cage().writes()) {
-            if (t.reg == sim::kPageSelectReg) {
-                continue;
+    // The writes that change module bytes, in order, without page selections.
+    std::vector<sim::Transaction> data_writes(std::size_t index = 0) {
+        std::vector<sim::Transaction> out;
+        for (sim::Transaction &t : cage(index).writes()) {
+            if (t.reg != sim::kPageSelectReg) {
+                out.push_back(std::move(t));
             }
+        }
+        return out;
+    }
+
+    // The same as text: "10h 128: ff" for an upper page, "lower 26: 00" for
+    // lower memory, bytes separated by blanks.
+    std::vector<std::string> writes(std::size_t index = 0) {
+        std::vector<std::string> out;
+        for (const sim::Transaction &t : data_writes(index)) {
             char head[32];
             if (t.reg >= 128) {
                 std::snprintf(head, sizeof head, "%02xh %u:", t.page, t.reg);
@@ -193,6 +184,7 @@ protected:
     }
 
     std::vector<std::uint64_t> sleeps_us() { return sim::VirtualClock::instance().sleeps_us(); }
+    std::uint64_t now_us() { return sim::VirtualClock::instance().now_us(); }
     std::uint64_t slept_ms() {
         std::uint64_t total = 0;
         for (std::uint64_t us : sleeps_us()) {
@@ -212,8 +204,21 @@ protected:
         return out;
     }
 
+    // A catalogue image to change before the module is made of it.
+    static sim::ModuleMemory image(std::string_view name) {
+        const sim::CmisCatalogueEntry *entry = sim::find_cmis_entry(name);
+        EXPECT_NE(entry, nullptr) << name;
+        return entry != nullptr ? sim::build_memory(*entry) : sim::ModuleMemory{};
+    }
+    static std::unique_ptr<sim::CmisModule> module_of(sim::ModuleMemory memory) {
+        return std::make_unique<sim::CmisModule>(std::move(memory));
+    }
+
     std::vector<std::string> evt() { return trace_texts(kEvt); }
     std::vector<std::string> err() { return trace_texts(kErr); }
+
+    // Set before make(): the port selects pages itself (one transaction per access).
+    bool direct_page_ = false;
 
 private:
     sim::CmisModule *module_ = nullptr;

@@ -12,7 +12,7 @@
 
 #include <qsfp/sim/image_file.h>
 
-#include "tests/cmis/cmis_test_port.h"
+#include "tests/cmis/cmis_port.h"
 
 namespace qsfp::test {
 namespace {
