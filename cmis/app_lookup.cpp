@@ -35,9 +35,15 @@ constexpr Candidate k100G[] = {
     {kMediaSingleMode, 0x10, 4}, {kMediaSingleMode, 0x14, 1}, {kMediaSingleMode, 0x15, 1},
 };
 constexpr Candidate k400G[] = {
-    {kMediaMultimode, 0x11, 4},  {kMediaMultimode, 0x0F, 16},  {kMediaMultimode, 0x10, 8},
-    {kMediaSingleMode, 0x1A, 8}, {kMediaSingleMode, 0x1B, 8},  {kMediaSingleMode, 0x1C, 4},
-    {kMediaSingleMode, 0x1D, 4}, {kMediaSingleMode, 0x1E, 4},  {kMediaActiveCable, 0x00, kAnyLaneCount},
+    {kMediaMultimode, 0x11, 4},
+    {kMediaMultimode, 0x0F, 16},
+    {kMediaMultimode, 0x10, 8},
+    {kMediaSingleMode, 0x1A, 8},
+    {kMediaSingleMode, 0x1B, 8},
+    {kMediaSingleMode, 0x1C, 4},
+    {kMediaSingleMode, 0x1D, 4},
+    {kMediaSingleMode, 0x1E, 4},
+    {kMediaActiveCable, 0x00, kAnyLaneCount},
     {kMediaPassiveCopper, 0x00, kAnyLaneCount},
 };
 static_assert(std::size(k100G) == 7 && std::size(k400G) == 10);
@@ -58,18 +64,18 @@ struct MediaName {
 };
 
 constexpr MediaName kMediaNames[] = {
-    {kMediaMultimode, 0x02, "MM 10G SR"},       {kMediaMultimode, 0x03, "MM 25G SR"},
-    {kMediaMultimode, 0x04, "MM 40G SR4"},      {kMediaMultimode, 0x09, "MM 100G SR4"},
-    {kMediaMultimode, 0x11, "MM 400G SR4"},     {kMediaMultimode, 0x10, "MM 400G SR8"},
-    {kMediaMultimode, 0x0F, "MM 400G SR16"},    {kMediaMultimode, 0x12, "MM 800G SR8"},
-    {kMediaSingleMode, 0x0D, "SM 100G SR4"},    {kMediaSingleMode, 0x0E, "SM 100G ER4"},
-    {kMediaSingleMode, 0x0F, "SM 100G PSM4"},   {kMediaSingleMode, 0x10, "SM 100G CWDM4"},
-    {kMediaSingleMode, 0x14, "SM 100G DR"},     {kMediaSingleMode, 0x15, "SM 100G FR"},
-    {kMediaSingleMode, 0x1A, "SM 400G FR8"},    {kMediaSingleMode, 0x1B, "SM 400G LR8"},
-    {kMediaSingleMode, 0x1C, "SM 400G DR4"},    {kMediaSingleMode, 0x1D, "SM 400G FR4"},
-    {kMediaSingleMode, 0x1E, "SM 400G LR4"},    {kMediaActiveCable, 0x01, "AOC BER 10^-12"},
-    {kMediaActiveCable, 0x02, "AOC BER 5^-5"},  {kMediaActiveCable, 0x03, "AOC BER 2^-4"},
-    {kMediaPassiveCopper, 0x01, "Copper Cable"}, {kMediaPassiveCopper, 0x00, "Passive Copper"},
+    {kMediaMultimode, 0x02, "MM 10G SR"},          {kMediaMultimode, 0x03, "MM 25G SR"},
+    {kMediaMultimode, 0x04, "MM 40G SR4"},         {kMediaMultimode, 0x09, "MM 100G SR4"},
+    {kMediaMultimode, 0x11, "MM 400G SR4"},        {kMediaMultimode, 0x10, "MM 400G SR8"},
+    {kMediaMultimode, 0x0F, "MM 400G SR16"},       {kMediaMultimode, 0x12, "MM 800G SR8"},
+    {kMediaSingleMode, 0x0D, "SM 100G SR4"},       {kMediaSingleMode, 0x0E, "SM 100G ER4"},
+    {kMediaSingleMode, 0x0F, "SM 100G PSM4"},      {kMediaSingleMode, 0x10, "SM 100G CWDM4"},
+    {kMediaSingleMode, 0x14, "SM 100G DR"},        {kMediaSingleMode, 0x15, "SM 100G FR"},
+    {kMediaSingleMode, 0x1A, "SM 400G FR8"},       {kMediaSingleMode, 0x1B, "SM 400G LR8"},
+    {kMediaSingleMode, 0x1C, "SM 400G DR4"},       {kMediaSingleMode, 0x1D, "SM 400G FR4"},
+    {kMediaSingleMode, 0x1E, "SM 400G LR4"},       {kMediaActiveCable, 0x01, "AOC BER 10^-12"},
+    {kMediaActiveCable, 0x02, "AOC BER 5^-5"},     {kMediaActiveCable, 0x03, "AOC BER 2^-4"},
+    {kMediaPassiveCopper, 0x01, "Copper Cable"},   {kMediaPassiveCopper, 0x00, "Passive Copper"},
     {kMediaPassiveCopper, 0xFF, "Passive Copper"},
 };
 constexpr const char *kUndefinedMedia = "UNDEFINED";
@@ -100,11 +106,13 @@ bool cable_allows(qsfp_port_ctx *port, std::uint32_t speed_g, std::uint32_t medi
     const std::uint8_t media = state(port).media_type;
     if (media == kMediaPassiveCopper && port->hw_info.qsfp_type == QSFP_DD_TYPE_8X50G_CU_BREAKOUT &&
         (media_lane_count != kCopperBreakoutLanes || speed_g != kCopperBreakoutSpeed)) {
-        trace_err(port, "8x50 Copper cable. media_lane_cnt(%d) should be 1. intf speed(%d) should be 50G\n", media_lane_count, speed_g);
+        trace_err(port, "8x50 Copper cable. media_lane_cnt(%d) should be 1. intf speed(%d) should be 50G\n",
+                  media_lane_count, speed_g);
         return false;
     }
     if (media == kMediaActiveCable && (media_lane_count != kActiveCableLanes || speed_g != kActiveCableSpeed)) {
-        trace_err(port, "AOC cable. media_lane_cnt(%d) should be 8. intf speed(%d) should be 400G\n", media_lane_count, speed_g);
+        trace_err(port, "AOC cable. media_lane_cnt(%d) should be 8. intf speed(%d) should be 400G\n", media_lane_count,
+                  speed_g);
         return false;
     }
     return true;
@@ -136,7 +144,8 @@ bool matches(qsfp_port_ctx *port, std::uint32_t code, std::uint32_t speed_g, std
     } else if (same_lanes) {
         trace_evt(port, "App Code %d: Speed %dG %s Media Intf Code mismatch %s:%s\n", code, speed_g, want, want, have);
     } else {
-        trace_evt(port, "App Code %d: Speed %dG %s Media Intf Code/Media lane cnt mismatch %s:%s %d:%d\n", code, speed_g, want, want, have, c.lanes, n);
+        trace_evt(port, "App Code %d: Speed %dG %s Media Intf Code/Media lane cnt mismatch %s:%s %d:%d\n", code,
+                  speed_g, want, want, have, c.lanes, n);
     }
     return false;
 }
@@ -158,7 +167,8 @@ std::uint32_t find_application(qsfp_port_ctx *port, std::uint32_t speed_g, std::
             break;  // the advertised list ends here
         }
         if (media_lanes(lane_counts) != media_lane_count) {
-            trace_evt(port, "App Code %d: Speed %dG Media lane cnt advertised(%d) != Media lane cnt(%d)\n", code, speed_g, media_lanes(lane_counts), media_lane_count);
+            trace_evt(port, "App Code %d: Speed %dG Media lane cnt advertised(%d) != Media lane cnt(%d)\n", code,
+                      speed_g, media_lanes(lane_counts), media_lane_count);
             continue;
         }
         const SpeedCandidates *speed = candidates_of(speed_g);

@@ -14,8 +14,13 @@ namespace {
 
 // Configuration status texts by code (CMIS 3.0 names; 7-15 have none).
 constexpr const char *kConfigStatusTexts[] = {
-    "NO STATUS",           "ACCEPTED",           "REJECTED UNKNOWN",        "REJECTED INVALID CODE",
-    "REJECTED INVALID COMBO", "REJECTED INVALID SI", "REJECTED INVALID IN USE",
+    "NO STATUS",
+    "ACCEPTED",
+    "REJECTED UNKNOWN",
+    "REJECTED INVALID CODE",
+    "REJECTED INVALID COMBO",
+    "REJECTED INVALID SI",
+    "REJECTED INVALID IN USE",
 };
 constexpr const char *kUndefinedStatus = "UNDEFINED";
 
@@ -45,7 +50,9 @@ Poll examine(qsfp_port_ctx *port, const StatusBytes &status) {
     return Poll::accepted;
 }
 
-const char *lane_text(const StatusBytes &status, std::uint32_t lane) { return status_text(lane_nibble(status.data(), lane)); }
+const char *lane_text(const StatusBytes &status, std::uint32_t lane) {
+    return status_text(lane_nibble(status.data(), lane));
+}
 
 std::uint32_t write_staged_set(qsfp_port_ctx *port, std::uint32_t app_code, std::uint8_t explicit_control) {
     const std::uint8_t assignment = app_descriptor(port, app_code)[kAppHostAssignment];
@@ -60,7 +67,8 @@ std::uint32_t write_staged_set(qsfp_port_ctx *port, std::uint32_t app_code, std:
         trace_evt(port, "Writing 0x%x to staged ctrl set 0, app select ctrl lane %d reg\n", value, i + 1);
         const std::uint32_t rc = qsfp_access(port, kStagedAppSelect + i, 1, kPage10, &value, QSFP_ACCESS_WRITE);
         if (rc != QSFP_OK) {
-            trace_err(port, "Failed to write to stage ctrl set %d reg (0x%lx) rc 0x%x\n", 0, static_cast<unsigned long>(kStagedAppSelect), rc);
+            trace_err(port, "Failed to write to stage ctrl set %d reg (0x%lx) rc 0x%x\n", 0,
+                      static_cast<unsigned long>(kStagedAppSelect), rc);
             return rc;
         }
     }
@@ -72,7 +80,8 @@ std::uint32_t start_datapath_init(qsfp_port_ctx *port) {
     std::uint8_t all = kAllLanes;
     const std::uint32_t rc = qsfp_access(port, kApplyDpInit, 1, kPage10, &all, QSFP_ACCESS_WRITE);
     if (rc != QSFP_OK) {
-        trace_err(port, "Failed to write to apply datapath init reg (0x%lx) rc 0x%x\n", static_cast<unsigned long>(kApplyDpInit), rc);
+        trace_err(port, "Failed to write to apply datapath init reg (0x%lx) rc 0x%x\n",
+                  static_cast<unsigned long>(kApplyDpInit), rc);
     }
     return rc;
 }
@@ -81,9 +90,11 @@ Duration init_wait(qsfp_port_ctx *port) {
     const std::uint32_t code = state(port).dp_init_code;
     const Duration d = duration_or_default(code);
     if (code > kLastDurationCode) {
-        trace_evt(port, "Unsupported datapath power init max code 0x%d. Use default init/loop/retries (%d/%d/%d)\n", code, d.wait_ms, d.interval_ms, d.count);
+        trace_evt(port, "Unsupported datapath power init max code 0x%d. Use default init/loop/retries (%d/%d/%d)\n",
+                  code, d.wait_ms, d.interval_ms, d.count);
     } else {
-        trace_evt(port, "Datapath power init max code 0x%d. init/loop/retries (%d/%d/%d)\n", code, d.wait_ms, d.interval_ms, d.count);
+        trace_evt(port, "Datapath power init max code 0x%d. init/loop/retries (%d/%d/%d)\n", code, d.wait_ms,
+                  d.interval_ms, d.count);
     }
     return d;
 }
@@ -113,14 +124,18 @@ std::uint32_t apply_application(qsfp_port_ctx *port, std::uint32_t app_code, std
     StatusBytes status{};
     for (std::uint32_t left = d.count; left > 0; --left) {
         trace_evt(port, "Checking configuration progress %d\n", left);
-        const std::uint32_t rc = qsfp_access(port, kConfigStatus, kConfigStatusBytes, kPage11, status.data(), QSFP_ACCESS_READ);
+        const std::uint32_t rc =
+            qsfp_access(port, kConfigStatus, kConfigStatusBytes, kPage11, status.data(), QSFP_ACCESS_READ);
         if (rc != QSFP_OK) {
             trace_err(port, "Failed to read the Config Error Code Reg. rc %d\n", rc);
             return rc;
         }
         const Poll poll = examine(port, status);
         if (poll == Poll::rejected) {
-            trace_err(port, "Config Error! Ln 1: %s. Ln 2: %s. Ln 3: %s. Ln 4: %sLn 5: %s. Ln 6: %s. Ln 7: %s. Ln 8: %s\n", lane_text(status, 0), lane_text(status, 1), lane_text(status, 2), lane_text(status, 3), lane_text(status, 4), lane_text(status, 5), lane_text(status, 6), lane_text(status, 7));
+            trace_err(port,
+                      "Config Error! Ln 1: %s. Ln 2: %s. Ln 3: %s. Ln 4: %sLn 5: %s. Ln 6: %s. Ln 7: %s. Ln 8: %s\n",
+                      lane_text(status, 0), lane_text(status, 1), lane_text(status, 2), lane_text(status, 3),
+                      lane_text(status, 4), lane_text(status, 5), lane_text(status, 6), lane_text(status, 7));
             return kConfigRejected;
         }
         in_process_seen = in_process_seen || poll == Poll::in_process;
@@ -132,7 +147,9 @@ std::uint32_t apply_application(qsfp_port_ctx *port, std::uint32_t app_code, std
             wait_ms(d.interval_ms);
         }
     }
-    trace_err(port, "Config Timeout! Ln 1: %s. Ln 2: %s. Ln 3: %s. Ln 4: %sLn 5: %s. Ln 6: %s. Ln 7: %s. Ln 8: %s\n", lane_text(status, 0), lane_text(status, 1), lane_text(status, 2), lane_text(status, 3), lane_text(status, 4), lane_text(status, 5), lane_text(status, 6), lane_text(status, 7));
+    trace_err(port, "Config Timeout! Ln 1: %s. Ln 2: %s. Ln 3: %s. Ln 4: %sLn 5: %s. Ln 6: %s. Ln 7: %s. Ln 8: %s\n",
+              lane_text(status, 0), lane_text(status, 1), lane_text(status, 2), lane_text(status, 3),
+              lane_text(status, 4), lane_text(status, 5), lane_text(status, 6), lane_text(status, 7));
     return kConfigTimeout;
 }
 

@@ -57,7 +57,8 @@ std::uint32_t active_set_differs(qsfp_port_ctx *port, std::uint32_t app_code, bo
             return kRefused;
         }
         if (code != app_code) {
-            trace_evt(port, "Active Set Ln%d app code %d (reg val 0x%x) != Desired app_code %d.  Require programming\n", lane + 1, code, active[lane], app_code);
+            trace_evt(port, "Active Set Ln%d app code %d (reg val 0x%x) != Desired app_code %d.  Require programming\n",
+                      lane + 1, code, active[lane], app_code);
             *differs = true;
             return QSFP_OK;
         }
@@ -78,7 +79,8 @@ std::uint32_t power_down_datapaths(qsfp_port_ctx *port) {
         return QSFP_OK;
     }
     std::uint8_t control = state(port).revision == kRevision40 ? kAllLanes : kNoLanes;
-    if (const std::uint32_t rc = qsfp_access(port, kDataPathControl, 1, kPage10, &control, QSFP_ACCESS_WRITE); rc != QSFP_OK) {
+    if (const std::uint32_t rc = qsfp_access(port, kDataPathControl, 1, kPage10, &control, QSFP_ACCESS_WRITE);
+        rc != QSFP_OK) {
         trace_err(port, "failed to write to the datapath power ctrl reg. rc %d\n", rc);
         return rc;
     }
@@ -86,9 +88,11 @@ std::uint32_t power_down_datapaths(qsfp_port_ctx *port) {
     const std::uint32_t code = state(port).dp_deinit_code;
     const Duration d = duration_or_default(code);
     if (code > kLastDurationCode) {
-        trace_evt(port, "Unsupported datapath power down max code 0x%d. Use default init/loop/retries (%d/%d/%d)\n", code, d.wait_ms, d.interval_ms, d.count);
+        trace_evt(port, "Unsupported datapath power down max code 0x%d. Use default init/loop/retries (%d/%d/%d)\n",
+                  code, d.wait_ms, d.interval_ms, d.count);
     } else {
-        trace_evt(port, "Datapath power down max code 0x%d. init/loop/retries (%d/%d/%d)\n", code, d.wait_ms, d.interval_ms, d.count);
+        trace_evt(port, "Datapath power down max code 0x%d. init/loop/retries (%d/%d/%d)\n", code, d.wait_ms,
+                  d.interval_ms, d.count);
     }
     wait_ms(d.wait_ms);
     for (std::uint32_t left = d.count; left > 0; --left) {
@@ -104,7 +108,8 @@ std::uint32_t power_down_datapaths(qsfp_port_ctx *port) {
             wait_ms(d.interval_ms);
         }
     }
-    trace_err(port, "Not all datapath lanes are deactivated: %d,%d,%d,%d,%d,%d,%d,%d\n", states[0], states[1], states[2], states[3], states[4], states[5], states[6], states[7]);
+    trace_err(port, "Not all datapath lanes are deactivated: %d,%d,%d,%d,%d,%d,%d,%d\n", states[0], states[1],
+              states[2], states[3], states[4], states[5], states[6], states[7]);
     return QSFP_OK;
 }
 
@@ -118,7 +123,8 @@ std::uint32_t disable_outputs(qsfp_port_ctx *port) {
         trace_err(port, "Failed to write to Tx Disable Reg. rc 0x%x\n", rc);
         result = rc;
     }
-    if (const std::uint32_t rc = qsfp_access(port, kRxOutputDisable, 1, kPage10, &all, QSFP_ACCESS_WRITE); rc != QSFP_OK) {
+    if (const std::uint32_t rc = qsfp_access(port, kRxOutputDisable, 1, kPage10, &all, QSFP_ACCESS_WRITE);
+        rc != QSFP_OK) {
         trace_err(port, "Failed to write to Rx Output Disable Reg. rc 0x%x\n", rc);
         result = rc;
     }
@@ -130,7 +136,8 @@ std::uint32_t disable_outputs(qsfp_port_ctx *port) {
 // write's own result is not reported.
 std::uint32_t release_forced_low_power(qsfp_port_ctx *port) {
     std::uint8_t control = 0;
-    if (const std::uint32_t rc = qsfp_access(port, kPowerControl, 1, kLower, &control, QSFP_ACCESS_READ); rc != QSFP_OK) {
+    if (const std::uint32_t rc = qsfp_access(port, kPowerControl, 1, kLower, &control, QSFP_ACCESS_READ);
+        rc != QSFP_OK) {
         trace_err(port, "Failed to read the Power Reset Control Reg. rc %d\n", rc);
         return rc;
     }
@@ -194,14 +201,14 @@ std::uint32_t mode_config(qsfp_port_ctx *port, std::uint32_t mode) {
         return QSFP_OK;
     }
     if (target == QSFP_DD_OPER_MODE_DEFAULT || current == QSFP_DD_OPER_MODE_DEFAULT) {
-        const TypeRow *row = find_type(port->hw_info.qsfp_type);
-        if (row == nullptr) {
+        std::uint32_t default_mode = 0;
+        if (qsfp_dd_port_get_default_oper_mode(port, &default_mode) != QSFP_OK) {
             trace_err(port, "Failed to find the default mode\n");
             if (target == QSFP_DD_OPER_MODE_DEFAULT) {
                 return kRefused;
             }
         } else {
-            (current == QSFP_DD_OPER_MODE_DEFAULT ? current : target) = row->default_mode;
+            (current == QSFP_DD_OPER_MODE_DEFAULT ? current : target) = default_mode;
             if (current == target) {
                 return QSFP_OK;
             }

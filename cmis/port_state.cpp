@@ -51,14 +51,18 @@ std::uint32_t plan(qsfp_port_ctx *port, std::uint32_t lanes, Lanes *out) {
     }
     const std::uint8_t lane_counts = app_descriptor(port, app_code)[kAppLaneCounts];
     if (host_lanes(lane_counts) == 0 || media_lanes(lane_counts) == 0) {
-        trace_err(port, "App_code %d. Module is programmed with invalid host media lane count(0x%x).  Cannot enable/disable port\n", app_code, lane_counts);
+        trace_err(
+            port,
+            "App_code %d. Module is programmed with invalid host media lane count(0x%x).  Cannot enable/disable port\n",
+            app_code, lane_counts);
         return QSFP_ERR_INVALID;
     }
     const std::uint32_t ratio = host_lanes(lane_counts) / media_lanes(lane_counts);
     const auto media = static_cast<std::uint8_t>(lanes);
     out->host = ratio == 1 ? media : carried_host_lanes(media, ratio);
     out->media = media;
-    trace_evt(port, "Host to media lane ratio %d media_lane_cnt %d lane_bitmap 0x%x rx_lane_bitmap 0x%x\n", ratio, media_lanes(lane_counts), out->media, out->host);
+    trace_evt(port, "Host to media lane ratio %d media_lane_cnt %d lane_bitmap 0x%x rx_lane_bitmap 0x%x\n", ratio,
+              media_lanes(lane_counts), out->media, out->host);
     return QSFP_OK;
 }
 
@@ -125,11 +129,18 @@ std::uint32_t write_rx_output_disable(qsfp_port_ctx *port, std::uint8_t value) {
     return rc;
 }
 
-void trace_wrote_back(qsfp_port_ctx *port, Control control, const char *what, const Lanes &lanes, const Registers &regs) {
+void trace_wrote_back(qsfp_port_ctx *port, Control control, const char *what, const Lanes &lanes,
+                      const Registers &regs) {
     if (control == Control::deinit) {
-        trace_evt(port, "%s: Tx bitmap: 0x%x Rx bitmap: 0x%x - Wrote back (0x%x : 0x%x : 0x%x) to (Datapath Deinit: Tx Disable: Rx Output Disable)\n", what, lanes.media, lanes.host, regs.dp_control, regs.tx_disable, regs.rx_output_disable);
+        trace_evt(port,
+                  "%s: Tx bitmap: 0x%x Rx bitmap: 0x%x - Wrote back (0x%x : 0x%x : 0x%x) to (Datapath Deinit: Tx "
+                  "Disable: Rx Output Disable)\n",
+                  what, lanes.media, lanes.host, regs.dp_control, regs.tx_disable, regs.rx_output_disable);
     } else {
-        trace_evt(port, "%s: Tx bitmap: 0x%x Rx bitmap: 0x%x - Wrote back (0x%x : 0x%x : 0x%x) to (Datapth Pwr Ctrl: Tx Disable: Rx Output Disable)\n", what, lanes.media, lanes.host, regs.dp_control, regs.tx_disable, regs.rx_output_disable);
+        trace_evt(port,
+                  "%s: Tx bitmap: 0x%x Rx bitmap: 0x%x - Wrote back (0x%x : 0x%x : 0x%x) to (Datapth Pwr Ctrl: Tx "
+                  "Disable: Rx Output Disable)\n",
+                  what, lanes.media, lanes.host, regs.dp_control, regs.tx_disable, regs.rx_output_disable);
     }
 }
 
@@ -146,12 +157,14 @@ Duration activation_wait(qsfp_port_ctx *port) {
     const std::uint32_t init = state(port).dp_init_code;
     if (init > kLastDurationCode) {
         const Duration d = kDefaultDuration;
-        trace_evt(port, "Unsupported datapath power down max code 0x%d. Use default init/loop/retries(%dms/%dms/%d)\n", init, d.wait_ms, d.interval_ms, d.count);
+        trace_evt(port, "Unsupported datapath power down max code 0x%d. Use default init/loop/retries(%dms/%dms/%d)\n",
+                  init, d.wait_ms, d.interval_ms, d.count);
         return d;
     }
     Duration d = duration_or_default(init);
     d.wait_ms = duration_or_default(state(port).dp_deinit_code).wait_ms;
-    trace_evt(port, "Datapath power init max code 0x%d. init/loop/retries(%dms/%dms/%d)\n", init, d.wait_ms, d.interval_ms, d.count);
+    trace_evt(port, "Datapath power init max code 0x%d. init/loop/retries(%dms/%dms/%d)\n", init, d.wait_ms,
+              d.interval_ms, d.count);
     return d;
 }
 
@@ -165,14 +178,16 @@ std::uint32_t await_activation(qsfp_port_ctx *port, std::uint8_t host) {
             return rc;
         }
         if (lanes_in(states, host, kDataPathActivated)) {
-            trace_evt(port, "Datapath bitmap 0x%x all activated: %d,%d,%d,%d,%d,%d,%d,%d\n", host, states[0], states[1], states[2], states[3], states[4], states[5], states[6], states[7]);
+            trace_evt(port, "Datapath bitmap 0x%x all activated: %d,%d,%d,%d,%d,%d,%d,%d\n", host, states[0], states[1],
+                      states[2], states[3], states[4], states[5], states[6], states[7]);
             return QSFP_OK;
         }
         if (left > 1) {
             wait_ms(d.interval_ms);
         }
     }
-    trace_evt(port, "Datapath bitmap 0x%x NOT all activated: %d,%d,%d,%d,%d,%d,%d,%d\n", host, states[0], states[1], states[2], states[3], states[4], states[5], states[6], states[7]);
+    trace_evt(port, "Datapath bitmap 0x%x NOT all activated: %d,%d,%d,%d,%d,%d,%d,%d\n", host, states[0], states[1],
+              states[2], states[3], states[4], states[5], states[6], states[7]);
     return QSFP_OK;
 }
 
@@ -180,8 +195,8 @@ std::uint32_t await_activation(qsfp_port_ctx *port, std::uint8_t host) {
 // request reaches every host lane nothing needs reading.
 std::uint32_t target_registers(qsfp_port_ctx *port, Control control, const Lanes &lanes, bool up, Registers *regs) {
     if (lanes.host == kAllLanes) {
-        *regs = {datapaths_up(control, kNoLanes, kAllLanes, up), static_cast<std::uint8_t>(up ? ~lanes.media : lanes.media),
-                 up ? kNoLanes : kAllLanes};
+        *regs = {datapaths_up(control, kNoLanes, kAllLanes, up),
+                 static_cast<std::uint8_t>(up ? ~lanes.media : lanes.media), up ? kNoLanes : kAllLanes};
         return QSFP_OK;
     }
     if (const std::uint32_t rc = read_registers(port, control, regs); rc != QSFP_OK) {

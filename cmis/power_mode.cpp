@@ -13,7 +13,8 @@ std::uint32_t set_low_power(qsfp_port_ctx *port, bool low_power) {
         return rc;
     }
     trace_evt(port, "Power Reset Control Reg 0x%x: %s the Low Pwr Down Bit\n", control, low_power ? "set" : "unset");
-    control = low_power ? static_cast<std::uint8_t>(control | kLowPower) : static_cast<std::uint8_t>(control & ~kLowPower);
+    control =
+        low_power ? static_cast<std::uint8_t>(control | kLowPower) : static_cast<std::uint8_t>(control & ~kLowPower);
     rc = qsfp_access(port, kPowerControl, 1, kLower, &control, QSFP_ACCESS_WRITE);
     if (rc != QSFP_OK) {
         trace_err(port, "failed to write to the power reset control reg. rc %d\n", rc);
