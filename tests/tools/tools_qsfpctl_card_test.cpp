@@ -217,6 +217,23 @@ TEST(QsfpctlCard, ReadAnswersTheModuleBytes) {
     EXPECT_EQ(text.out, "0x00: 11 08 02\n");
 }
 
+TEST(QsfpctlCard, AReadAcrossRegister127GoesInTwoParts) {
+    const qsfp::sim::CatalogueEntry *entry = qsfp::sim::find_entry("100G-SR4");
+    ASSERT_NE(entry, nullptr);
+    const auto o = run({"read", "1", "0", "120", "16", "--json"});
+    ASSERT_EQ(o.code, 0) << o.err;
+    const auto data = nlohmann::json::parse(o.out)["data"].get<std::vector<int>>();
+    ASSERT_EQ(data.size(), 16u);
+    for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(data[i], entry->image[120 + i]) << i;  // lower memory
+    for (std::size_t i = 8; i < 16; ++i) EXPECT_EQ(data[i], entry->image[120 + i]) << i;  // page 00h
+    EXPECT_EQ(data[8], 0x11);  // page 00h starts with the identifier again
+}
+
+TEST(QsfpctlCard, AFlatMemoryCableHasNoStatus) {
+    expect_one_line_error(run({"status", "4"}), qsfpctl::kExitNotSupported,
+                          "cage 4 holds a flat-memory module (a passive cable): it has no monitors");
+}
+
 TEST(QsfpctlCard, WriteReachesTheModule) {
     const auto o = run({"write", "1", "3", "234", "2", "0x55", "0x55"});
     EXPECT_EQ(o.code, 0) << o.err;

@@ -8,6 +8,7 @@
 
 #include "commands.h"
 #include "exit_codes.h"
+#include "json_value.h"
 #include "library_answer.h"
 
 namespace qsfpctl {
@@ -72,7 +73,7 @@ int cmd_dom(Context &ctx, const std::string &cage, bool json) {
         }
     }
     if (json) {
-        ctx.out << nlohmann::json{{"cage", port->cage}, {"reports", reports}}.dump(2) << '\n';
+        ctx.out << json_text({{"cage", port->cage}, {"reports", reports}}) << '\n';
     }
     return failure.empty() ? kExitOk : fail(ctx, exit_code, "cage " + cage + ": " + failure);
 }

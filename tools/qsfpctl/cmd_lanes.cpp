@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "exit_codes.h"
+#include "json_value.h"
 #include "library_answer.h"
 #include "status_summary.h"
 
@@ -57,7 +58,7 @@ int cmd_lanes(Context &ctx, const std::string &cage, const std::string &lanes_te
         nlohmann::json j = {{"cage", port->cage}, {"lanes", mask}, {"enabled", enable}, {"rc", rc}};
         j["tx_on"] = nlohmann::json::array();
         for (const auto &off : tx_disabled) j["tx_on"].push_back(!off.get<bool>());
-        ctx.out << j.dump(2) << '\n';
+        ctx.out << json_text(j) << '\n';
         return kExitOk;
     }
     ctx.out << "cage " << port->cage << ": lanes " << mask_text(mask) << (enable ? " enabled" : " disabled") << '\n';

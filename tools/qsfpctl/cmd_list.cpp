@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "exit_codes.h"
+#include "json_value.h"
 #include "library_answer.h"
 #include "module_identity.h"
 #include "status_summary.h"
@@ -98,7 +99,7 @@ int cmd_list(Context &ctx, bool json) {
     if (json) {
         nlohmann::json cages = nlohmann::json::array();
         for (const CageLine &l : lines) cages.push_back(to_json(l));
-        ctx.out << nlohmann::json{{"cages", cages}}.dump(2) << '\n';
+        ctx.out << json_text({{"cages", cages}}) << '\n';
         return kExitOk;
     }
     TextTable table({"CAGE", "TYPE", "VENDOR", "PART NUMBER", "SERIAL", "RATE", "STATE"});

@@ -7,6 +7,7 @@
 
 #include "commands.h"
 #include "exit_codes.h"
+#include "json_value.h"
 #include "library_answer.h"
 #include "linear_map.h"
 
@@ -41,6 +42,20 @@ std::optional<Range> range_args(Context &ctx, const RegisterArgs &args, int &exi
     return Range{*page, *reg, *len};
 }
 
+using Transfer = std::uint32_t (*)(qsfp_port_ctx *, std::uint32_t, std::uint32_t, std::uint32_t, void *);
+
+// The library moves lower memory and an upper page in separate accesses, so
+// a range across register 127/128 goes as two: lower part, then upper part.
+std::uint32_t in_halves(Transfer transfer, qsfp_port_ctx *port, const Range &r, std::uint8_t *bytes) {
+    const std::uint32_t end = r.reg + r.len;
+    if (r.reg < kHalfPage && end > kHalfPage) {
+        const std::uint32_t lower = kHalfPage - r.reg;
+        const std::uint32_t rc = transfer(port, r.reg, r.page, lower, bytes);
+        return rc != QSFP_OK ? rc : transfer(port, kHalfPage, r.page, r.len - lower, bytes + lower);
+    }
+    return transfer(port, r.reg, r.page, r.len, bytes);
+}
+
 std::string hex_lines(const Range &r, const std::vector<std::uint8_t> &bytes) {
     std::string text;
     char cell[16];
@@ -65,15 +80,14 @@ int cmd_read(Context &ctx, const RegisterArgs &args, bool json) {
     const OpenPort *port = open_port(ctx, args.cage, exit_code);
     if (port == nullptr) return exit_code;
     std::vector<std::uint8_t> bytes(r->len);
-    const std::uint32_t rc = qsfp_port_read(port->handle, r->reg, r->page, r->len, bytes.data());
+    const std::uint32_t rc = in_halves(qsfp_port_read, port->handle, *r, bytes.data());
     if (rc != QSFP_OK) {
         return fail(ctx, exit_code_for(rc), "cage " + args.cage + ": read of page " + args.page + " register " +
                                                 args.reg + " failed: " + rc_text(rc));
     }
     if (json) {
-        ctx.out << nlohmann::json{{"cage", port->cage}, {"page", r->page}, {"register", r->reg},
-                                  {"length", r->len}, {"data", bytes}}
-                       .dump(2)
+        ctx.out << json_text({{"cage", port->cage}, {"page", r->page}, {"register", r->reg}, {"length", r->len},
+                              {"data", bytes}})
                 << '\n';
     } else {
         ctx.out << hex_lines(*r, bytes);
@@ -103,7 +117,7 @@ int cmd_write(Context &ctx, const RegisterArgs &args, const std::vector<std::str
     }
     const OpenPort *port = open_port(ctx, args.cage, exit_code);
     if (port == nullptr) return exit_code;
-    const std::uint32_t rc = qsfp_port_write(port->handle, r->reg, r->page, r->len, bytes.data());
+    const std::uint32_t rc = in_halves(qsfp_port_write, port->handle, *r, bytes.data());
     if (rc != QSFP_OK) {
         return fail(ctx, exit_code_for(rc), "cage " + args.cage + ": write of page " + args.page + " register " +
                                                 args.reg + " failed: " + rc_text(rc));

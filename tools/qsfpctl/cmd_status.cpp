@@ -139,13 +139,19 @@ int cmd_status(Context &ctx, const std::string &cage, bool json) {
                     "cage " + cage + ": the module's bring-up failed, so it has no live status: " +
                         rc_text(port->create_rc));
     }
+    // A flat-memory module (a passive cable) has no monitors or thresholds;
+    // its status record would hold zeros, not readings.
+    if (port->driver == DriverKind::sff8636 && port->handle->flat_mem != 0) {
+        return fail(ctx, kExitNotSupported,
+                    "cage " + cage + " holds a flat-memory module (a passive cable): it has no monitors");
+    }
     qsfp_hw_status status{};
     const std::uint32_t rc = qsfp_port_hw_status(port->handle, &status);
     if (rc != QSFP_OK) {
         return fail(ctx, exit_code_for(rc), "cage " + cage + ": no live status: " + rc_text(rc));
     }
     if (json) {
-        ctx.out << status_json(port->cage, status).dump(2) << '\n';
+        ctx.out << json_text(status_json(port->cage, status)) << '\n';
     } else {
         print_tables(ctx, status);
     }
