@@ -269,10 +269,12 @@ TEST(QsfpctlCard, BadInputGetsOneLineAndItsExitCode) {
     expect_one_line_error(run({"trace", "nope"}), qsfpctl::kExitUsage,
                           "no trace buffer \"nope\": the buffers are qsfp_err, qsfp_evt, qsfp_periodic, "
                           "qsfp_port_periodic");
-    const auto unknown = run({"frobnicate"});
-    EXPECT_EQ(unknown.code, qsfpctl::kExitUsage);
-    EXPECT_EQ(line_count(unknown.err), 1);
-    EXPECT_EQ(unknown.err.rfind("qsfpctl: ", 0), 0u);
+    expect_one_line_error(run({"frobnicate"}), qsfpctl::kExitUsage, "unknown command \"frobnicate\" (see qsfpctl --help)");
+    expect_one_line_error(run({"--image", "x.bin", "frobnicate", "1"}), qsfpctl::kExitUsage,
+                          "unknown command \"frobnicate\" (see qsfpctl --help)");
+    expect_one_line_error(run({}), qsfpctl::kExitUsage, "A subcommand is required (see qsfpctl --help)");
+    expect_one_line_error(run({"list", "--frob"}), qsfpctl::kExitUsage,
+                          "The following argument was not expected: --frob (see qsfpctl --help)");
     const auto missing = run({"show"});
     EXPECT_EQ(missing.code, qsfpctl::kExitUsage);
     EXPECT_EQ(missing.err, "qsfpctl: CAGE is required (see qsfpctl --help)\n");

@@ -42,6 +42,20 @@ std::vector<BackendRequest> backend_requests(const CLI::App &app, const Argument
     return requests;
 }
 
+// The first word that is neither an option nor a backend option's value:
+// the command the operator meant, for a clearer refusal than the parser's.
+std::string first_word(const std::vector<std::string> &args) {
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string &arg = args[i];
+        if (arg == "--image" || arg == "--sysfs" || arg == "--i2c") {
+            ++i;
+        } else if (arg.empty() || arg[0] != '-') {
+            return arg;
+        }
+    }
+    return "";
+}
+
 CLI::App *add_command(CLI::App &app, const char *name, const char *description) {
     CLI::App *sub = app.add_subcommand(name, description);
     sub->fallthrough();
@@ -119,7 +133,12 @@ int run(const std::vector<std::string> &args, std::ostream &out, std::ostream &e
     } catch (const CLI::CallForHelp &e) {
         return app.exit(e, out, err);
     } catch (const CLI::ParseError &e) {
-        err << "qsfpctl: " << e.what() << " (see qsfpctl --help)\n";
+        const std::string word = first_word(args);
+        if (app.get_subcommands().empty() && !word.empty()) {
+            err << "qsfpctl: unknown command \"" << word << "\" (see qsfpctl --help)\n";
+        } else {
+            err << "qsfpctl: " << e.what() << " (see qsfpctl --help)\n";
+        }
         return kExitUsage;
     }
 
