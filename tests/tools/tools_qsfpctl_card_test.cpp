@@ -140,7 +140,8 @@ TEST(QsfpctlCard, StatusJsonOfEveryTransmittingCageFollowsTheSchema) {
 TEST(QsfpctlCard, DomPrintsEveryReport) {
     const auto o = run({"dom", "2"});
     ASSERT_EQ(o.code, 0) << o.err;
-    for (const char *heading : {"=== channel interrupt flags ===", "=== module monitors ===", "=== channel monitors ===",
+    for (const char *heading : {"=== channel interrupt flags ===", "=== module monitors ===",
+                                "=== channel monitors ===",
                                 "=== alarm and warning monitors ===", "=== channel controls and masks ===",
                                 "=== channel values against thresholds ==="}) {
         EXPECT_NE(o.out.find(heading), std::string::npos) << heading;
@@ -269,7 +270,8 @@ TEST(QsfpctlCard, BadInputGetsOneLineAndItsExitCode) {
     expect_one_line_error(run({"trace", "nope"}), qsfpctl::kExitUsage,
                           "no trace buffer \"nope\": the buffers are qsfp_err, qsfp_evt, qsfp_periodic, "
                           "qsfp_port_periodic");
-    expect_one_line_error(run({"frobnicate"}), qsfpctl::kExitUsage, "unknown command \"frobnicate\" (see qsfpctl --help)");
+    expect_one_line_error(run({"frobnicate"}), qsfpctl::kExitUsage,
+                          "unknown command \"frobnicate\" (see qsfpctl --help)");
     expect_one_line_error(run({"--image", "x.bin", "frobnicate", "1"}), qsfpctl::kExitUsage,
                           "unknown command \"frobnicate\" (see qsfpctl --help)");
     expect_one_line_error(run({}), qsfpctl::kExitUsage, "A subcommand is required (see qsfpctl --help)");
