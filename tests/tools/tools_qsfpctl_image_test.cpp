@@ -52,7 +52,7 @@ std::string vendor_in(const fs::path &image) {
 // The text `ethtool -m DEV hex on` prints for the bytes of a linear image.
 std::string ethtool_hex(const std::vector<std::uint8_t> &bytes) {
     std::string text = "Offset\t\tValues\n------\t\t------";
-    char cell[16];
+    char cell[32];
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         if (i % 16 == 0) {
             std::snprintf(cell, sizeof cell, "\n0x%04zx:\t\t", i);

@@ -18,7 +18,7 @@ constexpr std::uint32_t kSff8636AllLanes = 0x0F;
 constexpr std::uint32_t kAllLanes = 0xFF;
 
 std::string mask_text(std::uint32_t mask) {
-    char text[8];
+    char text[16];
     std::snprintf(text, sizeof text, "0x%02x", mask);
     return text;
 }
