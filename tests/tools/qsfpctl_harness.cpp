@@ -49,7 +49,7 @@ int line_count(const std::string &text) {
 
 std::string schema_errors(const std::string &name, const std::string &json) {
     const std::filesystem::path dir = scratch_dir("schema_" + name);
-    const std::filesystem::path doc = dir / "document.json";
+    const std::filesystem::path doc = dir / "output.json";
     const std::filesystem::path report = dir / "errors.txt";
     write_text(doc, json);
     const std::string schema = std::string(QSFPCTL_SCHEMA_DIR) + "/" + name + ".schema.json";

@@ -86,7 +86,7 @@ TEST(QsfpctlCard, ListJsonFollowsItsSchema) {
     EXPECT_NE(o.out.find("\"state\": \"empty\""), std::string::npos);
 }
 
-TEST(QsfpctlCard, SchemaRejectsAWrongDocument) {
+TEST(QsfpctlCard, SchemaRejectsWrongOutput) {
     // The validation itself can fail: a list without its cages is refused.
     EXPECT_NE(schema_errors("list", "{\"cage\": []}"), "");
     EXPECT_NE(schema_errors("read", "{\"cage\": 1, \"page\": 0, \"register\": 0, \"length\": 1, \"data\": [300]}"), "");

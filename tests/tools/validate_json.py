@@ -1,6 +1,6 @@
 """Checks a qsfpctl JSON output against its committed schema.
 
-usage: validate_json.py SCHEMA DOCUMENT; exit 0 when valid, else 1 with the reason.
+usage: validate_json.py SCHEMA OUTPUT; exit 0 when valid, else 1 with the reason.
 """
 import json
 import sys
@@ -12,10 +12,10 @@ def main() -> int:
     with open(sys.argv[1], encoding="utf-8") as f:
         schema = json.load(f)
     with open(sys.argv[2], encoding="utf-8") as f:
-        document = json.load(f)
+        output = json.load(f)
     validator = jsonschema.validators.validator_for(schema)
     validator.check_schema(schema)
-    errors = sorted(validator(schema).iter_errors(document), key=lambda e: list(e.path))
+    errors = sorted(validator(schema).iter_errors(output), key=lambda e: list(e.path))
     for error in errors:
         print(f"{'/'.join(str(p) for p in error.path)}: {error.message}", file=sys.stderr)
     return 1 if errors else 0

@@ -1,6 +1,6 @@
 // JSON output: numbers from the library's floats, where a value the record
 // cannot hold as a number (NaN, infinity) is null rather than a made-up
-// number, and the text of a document.
+// number, and the text of a JSON value.
 #pragma once
 
 #include <cmath>
@@ -14,10 +14,10 @@ inline nlohmann::json json_number(double value) {
     return std::isfinite(value) ? nlohmann::json(value) : nlohmann::json(nullptr);
 }
 
-// The document as indented text. Module texts are bytes, not always UTF-8: an
+// JSON output as indented text. Module texts are bytes, not always UTF-8: an
 // invalid sequence becomes U+FFFD instead of stopping the output.
-inline std::string json_text(const nlohmann::json &document) {
-    return document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
+inline std::string json_text(const nlohmann::json &value) {
+    return value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace qsfpctl
