@@ -2,8 +2,11 @@
 # Installs the Debian 12 packages the build needs, only those missing.
 set -eu
 
+# linux-libc-dev: the i2c-dev interface qsfpctl uses; python3-jsonschema: the
+# checks of its JSON output against tools/qsfpctl/schemas.
 PACKAGES="build-essential cmake ninja-build pkg-config git
 libsafec-dev googletest libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
+linux-libc-dev python3 python3-jsonschema
 clang lld libclang-rt-14-dev"
 
 missing=""
