@@ -16,10 +16,20 @@ namespace {
 constexpr std::uint32_t kAlphaSettleMs = 5000;
 constexpr std::uint8_t kAocQuirkMinCode = 5;
 
+// The creator's words on the Tx EQ, Rx pre-cursor and Rx post-cursor
+// overrides; the amplitude override is only ever asked for later.
+constexpr std::uint32_t kTxEqOverrideWord = 0;
+constexpr std::uint32_t kRxPreOverrideWord = 2;
+constexpr std::uint32_t kRxPostOverrideWord = 3;
+
 void start_empty(qsfp_port_ctx *port) {
     port->hw_info = qsfp_hw_info{};
     port->thresholds = qsfp_threshold_data{};
-    state(port) = State{};
+    State &s = state(port);
+    s = State{};
+    s.tx_eq_override = port->cfg_word[kTxEqOverrideWord];
+    s.rx_pre_override = port->cfg_word[kRxPreOverrideWord];
+    s.rx_post_override = port->cfg_word[kRxPostOverrideWord];
     port->flat_mem = 0;
     port->is_copper = 0;
 }

@@ -30,10 +30,23 @@ struct State {
     std::uint32_t active_app_code;       // the application last found in or written to the active set
     std::uint32_t media_lane_count;      // for the coherent driver
     std::uint32_t coherent;              // the port was handed to the coherent driver
+    // Signal-integrity overrides to apply (the lane values are the port's
+    // lane_tx_eq, lane_rx_pre, lane_rx_post and lane_rx_amp arrays).
+    std::uint32_t tx_eq_override;
+    std::uint32_t rx_pre_override;
+    std::uint32_t rx_post_override;
+    std::uint32_t rx_amp_override;
 };
+
 
 inline State &state(qsfp_port_ctx *port) { return framework::driver_state<State>(port); }
 inline const State &state(const qsfp_port_ctx *port) { return framework::driver_state<State>(port); }
+
+// Whether any signal-integrity override is recorded.
+inline bool si_overrides_present(const qsfp_port_ctx *port) {
+    const State &s = state(port);
+    return s.tx_eq_override != 0 || s.rx_pre_override != 0 || s.rx_post_override != 0 || s.rx_amp_override != 0;
+}
 
 // One application descriptor (1-based code) of the stored copy.
 inline const std::uint8_t *app_descriptor(const qsfp_port_ctx *port, std::uint32_t app_code) {

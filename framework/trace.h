@@ -58,6 +58,10 @@ inline constexpr std::string_view kTracedSources[] = {
     "cmis/app_lookup.cpp",
     "cmis/port_state.cpp",
     "cmis/datapath_state.cpp",
+    "cmis/si_settings.cpp",
+    "cmis/hw_status.cpp",
+    "cmis/hw_info.cpp",
+    "cmis/phy_reg_decode.cpp",
 };
 
 consteval std::uint32_t source_index(std::string_view path) {
