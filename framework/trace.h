@@ -62,6 +62,9 @@ inline constexpr std::string_view kTracedSources[] = {
     "cmis/hw_status.cpp",
     "cmis/hw_info.cpp",
     "cmis/phy_reg_decode.cpp",
+    "cmis/cdb_command.cpp",
+    "cmis/cdb_firmware.cpp",
+    "cmis/cdb_execute.cpp",
 };
 
 consteval std::uint32_t source_index(std::string_view path) {
