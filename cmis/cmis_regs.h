@@ -75,6 +75,13 @@ inline constexpr std::uint8_t kDr4LongReach = 0x42;     // 2 km in 100 m units: 
 inline constexpr std::uint32_t kNominalWavelength = 138;  // 138-139
 inline constexpr std::uint32_t kDataPathDurations = 144;  // deinit bits 7-4, init bits 3-0
 inline constexpr std::uint32_t kSiControls = 161;       // 161-162
+// Signal-integrity controls implemented: si_controls[0] is byte 161, [1] byte 162.
+inline constexpr std::uint32_t kTxSiControls = 0;
+inline constexpr std::uint32_t kRxSiControls = 1;
+inline constexpr std::uint8_t kTxFixedEqControl = 0x04;    // 161 bit 2
+inline constexpr std::uint8_t kRxAmplitudeControl = 0x04;  // 162 bit 2
+inline constexpr std::uint8_t kRxPreCursorControl = 0x08;  // 162 bit 3
+inline constexpr std::uint8_t kRxPostCursorControl = 0x10; // 162 bit 4
 inline constexpr std::uint32_t kModuleDurations = 167;  // 4.0: power-down bits 7-4, power-up bits 3-0
 
 // ---- Page 02h: thresholds, each four big-endian words (high alarm, low alarm,
@@ -114,6 +121,9 @@ inline constexpr std::uint32_t kTxDisable = 130;
 inline constexpr std::uint32_t kRxOutputDisable = 138;
 inline constexpr std::uint32_t kApplyDpInit = 143;
 inline constexpr std::uint32_t kStagedAppSelect = 145;  // 145-152, lane 1 first
+inline constexpr std::uint8_t kExplicitControl = 0x01;  // bit 0: take the staged SI values
+inline constexpr std::uint32_t kStagedTxSi = 153;       // 153-160, laid out as the active 214-221
+inline constexpr std::uint32_t kStagedRxSi = 161;       // 161-173, laid out as the active 222-234
 inline constexpr std::uint8_t kAllLanes = 0xFF;
 inline constexpr std::uint8_t kNoLanes = 0x00;
 
@@ -128,6 +138,22 @@ inline constexpr std::uint8_t kConfigInProgress = 0;
 inline constexpr std::uint8_t kConfigAccepted = 1;
 inline constexpr std::uint32_t kActiveAppSelect = 206;  // 206-213, application code in bits 7-4
 inline constexpr std::uint32_t kAppSelectShift = 4;
+inline constexpr std::uint32_t kActiveTxSi = 214;       // 214-221
+inline constexpr std::uint32_t kActiveRxSi = 222;       // 222-234
+
+// A control set's SI bytes, Tx block then Rx block: offsets into the 21 bytes.
+inline constexpr std::uint32_t kTxSiBytes = 8;
+inline constexpr std::uint32_t kRxSiBytes = 13;
+inline constexpr std::uint32_t kSiBytes = kTxSiBytes + kRxSiBytes;
+inline constexpr std::uint32_t kSiTxAdaptiveEq = 0;     // bit per lane
+inline constexpr std::uint32_t kSiTxEqTargets = 3;      // 3-6, nibble per lane
+inline constexpr std::uint32_t kSiRxPreTargets = 9;     // 9-12
+inline constexpr std::uint32_t kSiRxPostTargets = 13;   // 13-16
+inline constexpr std::uint32_t kSiRxAmpTargets = 17;    // 17-20
+inline constexpr std::uint32_t kSiTargetBytes = 4;      // two lanes per byte, the odd lane low
+static_assert(kStagedTxSi + kTxSiBytes == kStagedRxSi && kActiveTxSi + kTxSiBytes == kActiveRxSi);
+static_assert(kActiveTxSi + kSiTxEqTargets == 217 && kActiveTxSi + kSiRxPreTargets == 223 &&
+              kActiveTxSi + kSiRxPostTargets == 227 && kActiveTxSi + kSiRxAmpTargets + kSiTargetBytes - 1 == 234);
 
 // ---- Pre-release map 03h (offsets into the identification buffer) -----------------
 namespace pre03 {

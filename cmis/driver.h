@@ -25,6 +25,11 @@ std::uint32_t port_enable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_
 std::uint32_t port_disable(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_t unused);
 std::uint32_t port_enable_cmis4(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_t unused);
 std::uint32_t port_disable_cmis4(qsfp_port_ctx *port, std::uint32_t lanes, std::uint32_t unused);
+// Records per-lane signal-integrity overrides (bit i of a bitmap: lane i + 1
+// takes values[i]) and applies them for the active application.
+std::uint32_t modify_si_values(qsfp_port_ctx *port, std::uint8_t tx_eq_bitmap, std::uint8_t *tx_eq,
+                               std::uint8_t rx_pre_bitmap, std::uint8_t *rx_pre, std::uint8_t rx_post_bitmap,
+                               std::uint8_t *rx_post, std::uint8_t rx_amp_bitmap, std::uint8_t *rx_amp);
 
 // Sets (true) or clears the low-power bit of lower byte 26.
 std::uint32_t set_low_power(qsfp_port_ctx *port, bool low_power);
@@ -34,6 +39,10 @@ std::uint32_t configure_without_enable(qsfp_port_ctx *port, std::uint32_t oper_m
 // Writes staged control set 0 for application `app_code` (1-8), applies it
 // with datapath init and waits for the configuration status.
 std::uint32_t apply_application(qsfp_port_ctx *port, std::uint32_t app_code, std::uint8_t explicit_control);
+// Merges the recorded signal-integrity overrides into the module's active
+// control set and, when that changes a target, re-applies `app_code` with
+// them through staged control set 0 under explicit control.
+std::uint32_t apply_si_overrides(qsfp_port_ctx *port, std::uint32_t app_code);
 // The application select code (1-8, 255 none) for `speed_g` Gbit/s over
 // `media_lane_count` media lanes; 0, or kRefused for a request the cable cannot take.
 std::uint32_t find_application(qsfp_port_ctx *port, std::uint32_t speed_g, std::uint32_t media_lane_count,

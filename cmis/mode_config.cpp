@@ -170,16 +170,23 @@ std::uint32_t configure_without_enable(qsfp_port_ctx *port, std::uint32_t oper_m
         trace_err(port, "ERR: Got an invalid app_code(%d) from oper_mode(%d)\n", app_code, oper_mode);
         return kRefused;
     }
-    bool reprogram = false;
-    if (const std::uint32_t rc = active_set_differs(port, app_code, &reprogram); rc != QSFP_OK) {
+    bool differs = false;
+    if (const std::uint32_t rc = active_set_differs(port, app_code, &differs); rc != QSFP_OK) {
         return rc;
     }
-    if (reprogram) {
+    // Overrides are programmed again on every configuration: applying the
+    // application without explicit control brings back its default SI values.
+    if (differs || si_overrides_present(port)) {
         if (const std::uint32_t rc = power_down_datapaths(port); rc != QSFP_OK) {
             return rc;
         }
         if (const std::uint32_t rc = apply_application(port, app_code, 0); rc != QSFP_OK) {
             return rc;
+        }
+        if (si_overrides_present(port)) {
+            if (const std::uint32_t rc = apply_si_overrides(port, app_code); rc != QSFP_OK) {
+                return rc;
+            }
         }
     }
     state(port).active_app_code = app_code;
