@@ -35,6 +35,13 @@ constexpr std::uint16_t kTolerance = 1300;
 // Staged and active SI defaults: Tx and Rx CDR enabled on every lane.
 constexpr std::uint8_t kCdrEnableTx = 7, kCdrEnableRx = 8;
 constexpr std::uint8_t kNoSeparable = 0x23;  // connector
+// A module with CDB: one instance, background mode (it answers while a
+// command runs), extended payload pages A0h-AFh, 128-byte accesses to them;
+// firmware 2.3 running, 2.2 in the other bank.
+constexpr std::uint8_t kCdbAdvertised = kCdbOneInstance | kCdbBackgroundMode | kCdbAllEplPages;
+constexpr std::uint8_t kCdbAccessExtension = 15;  // 8 * (1 + 15) = 128 bytes
+constexpr std::uint8_t kRunningFirmware[] = {2, 3};
+constexpr std::uint8_t kOtherFirmware[] = {2, 2};
 
 struct ProfileData {
     Thresholds thresholds;
@@ -209,6 +216,14 @@ void write_advertising(Image &img, const Recipe &r) {
     img.set(kPage01, kModuleDurations, r.module_durations);
     for (std::size_t i = 0; i < r.apps.size() && r.apps[i].host != 0; ++i) {
         img.set(kPage01, static_cast<std::uint8_t>(kMediaLaneAssignment + i), 0x01);
+    }
+    if (r.cdb) {
+        img.set(kPage01, kCdbSupport, kCdbAdvertised);
+        img.set(kPage01, kCdbReadWriteLength, kCdbAccessExtension);
+        img.set(0, kActiveFirmware, kRunningFirmware[0]);
+        img.set(0, kActiveFirmware + 1, kRunningFirmware[1]);
+        img.set(kPage01, kInactiveFirmware, kOtherFirmware[0]);
+        img.set(kPage01, kInactiveFirmware + 1, kOtherFirmware[1]);
     }
 }
 

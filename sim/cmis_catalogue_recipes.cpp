@@ -75,7 +75,7 @@ constexpr std::uint8_t k2m = 0x42, k3m = 0x43;
 constexpr Recipe kFr4Recipe = {.name = "400G-FR4", .description = "400GBASE-FR4, four CWDM lanes, LC, 2 km", .type_code = 0xC2,
                                .maker = kOptics, .media_type = 0x02, .apps = {kFr4}, .profile = Profile::single_mode,
                                .connector = kLc, .technology = kEml1310, .wavelength_nm = 1301, .smf_length = k2km,
-                               .tx_si = kTxEqBoth, .rx_si = kRxAll, .max_power = 48};
+                               .tx_si = kTxEqBoth, .rx_si = kRxAll, .max_power = 48, .cdb = true};
 constexpr Recipe kDr4Recipe = {.name = "400G-DR4", .description = "400GBASE-DR4, four parallel lanes, MPO, 500 m; also 4 x 100G-DR",
                                .type_code = 0xC3, .maker = kOptics, .media_type = 0x02, .apps = {kDr4, kDr4Breakout},
                                .profile = Profile::single_mode, .connector = kMpo, .technology = kEml1310,
@@ -111,6 +111,7 @@ constexpr Recipe cmis3(Recipe r, std::string_view name, std::string_view descrip
     r = renamed(r, name, description);
     r.revision = 0x30;
     r.module_durations = 0;  // not advertised before CMIS 4.0
+    r.cdb = false;           // the catalogue's CMIS 3.0 modules have no CDB
     return r;
 }
 

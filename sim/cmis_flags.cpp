@@ -151,6 +151,10 @@ void CmisModule::latch_flags() {
         module_latched_[kModuleFlags - kFirstModuleFlag] |= kModuleStateChanged;
     }
     state_changed_ = false;
+    if (cdb_.complete_event) {
+        module_latched_[kModuleFlags - kFirstModuleFlag] |= kCdbComplete1;
+    }
+    cdb_.complete_event = false;
     for (std::size_t k = 0; k < mc.size(); ++k) {
         memory().set(0, static_cast<std::uint8_t>(kFirstModuleFlag + k), module_latched_[k]);
     }

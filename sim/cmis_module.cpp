@@ -77,6 +77,7 @@ CmisModule::CmisModule(ModuleMemory memory) : Module(std::move(memory)) {
     load_monitors_from_image();
     media_lanes_ = count_media_lanes();
     std::lock_guard lock(mu_);
+    cdb_load_from_image();
     power_up_locked();
 }
 
@@ -155,10 +156,16 @@ void CmisModule::power_up() {
 }
 
 void CmisModule::power_up_locked() {
+    restart_locked(now_ns());
+    refresh_locked();
+}
+
+// Everything a power cycle or a reset does to the module, at `at_ns`.
+void CmisModule::restart_locked(std::uint64_t at_ns) {
     for (const Default &d : defaults_) {
         memory().set(d.page, d.addr, d.value);
     }
-    t_ns_ = now_ns();
+    t_ns_ = std::max(t_ns_, at_ns);
     fault_ = false;
     commands_.clear();
     pending_dp_init_ = 0;
@@ -175,7 +182,7 @@ void CmisModule::power_up_locked() {
     state_ = memory().flat() ? ModuleState::ready : ModuleState::low_power;
     state_until_ns_ = 0;
     state_changed_ = true;
-    refresh_locked();
+    cdb_power_up();
 }
 
 // ---- Timing -----------------------------------------------------------------------------
@@ -212,14 +219,6 @@ CmisModule::Duration CmisModule::dp_init_time() const {
 CmisModule::Duration CmisModule::dp_deinit_time() const {
     std::lock_guard lock(mu_);
     return Duration(time_ns(dp_deinit_time_, code_time_ns(kPage01, kDataPathDurations, true)));
-}
-
-template <typename F>
-void CmisModule::update(F &&change) {
-    std::lock_guard lock(mu_);
-    refresh_locked();
-    change();
-    refresh_locked();
 }
 
 void CmisModule::set_module_power_up_time(std::optional<Duration> t) {
@@ -342,10 +341,14 @@ void CmisModule::set_busy_hook(std::function<bool()> hook) {
     busy_hook_ = std::move(hook);
 }
 
-bool CmisModule::busy() const {
+bool CmisModule::busy() {
     std::function<bool()> hook;
     {
         std::lock_guard lock(mu_);
+        refresh_locked();
+        if (cdb_refuses_bus(t_ns_)) {
+            return true;
+        }
         hook = busy_hook_;
     }
     return hook && hook();
@@ -376,6 +379,7 @@ void CmisModule::refresh_locked() {
     step_all();
     write_data_path_states();
     write_monitors();
+    write_cdb_state();
     latch_flags();
     write_module_state();  // its interrupt bit follows the flags
 }
@@ -400,6 +404,9 @@ std::optional<std::uint64_t> CmisModule::next_deadline() const {
     for (const Command &c : commands_) {
         consider(c.done_ns);
     }
+    for (std::uint64_t at : cdb_deadlines()) {
+        consider(at);
+    }
     return next;
 }
 
@@ -408,12 +415,16 @@ void CmisModule::step_all() {
         take_command(std::exchange(pending_dp_init_, 0), false);
         take_command(std::exchange(pending_immediate_, 0), true);
     }
+    if (std::exchange(cdb_.trigger, false)) {
+        take_cdb_command();
+    }
     // Transitions at one instant may enable each other (module ready, then a
     // data path starts); a few rounds settle them.
     for (int round = 0; round < 4; ++round) {
         step_module();
         step_commands();
         step_lanes();
+        step_cdb();
     }
 }
 
@@ -563,6 +574,11 @@ void CmisModule::apply_control_write(std::uint8_t page, std::uint8_t addr, std::
     }
     const std::uint8_t old = memory().get(page, addr);
     memory().set(page, addr, static_cast<std::uint8_t>((old & ~mask) | (value & mask)));
+    // Writing the low byte of the command ID starts a CDB command; it is
+    // taken when the transaction ends, so a block written in one go counts.
+    if (page == kPage9F && addr == kCdbCommandIdLow) {
+        cdb_.trigger = true;
+    }
 }
 
 }  // namespace qsfp::sim

@@ -50,6 +50,22 @@ public:
     }
     void write(std::uint8_t reg, std::uint8_t value) { write(0, reg, value); }
 
+    // Several bytes in one write access; answers the access's code.
+    std::uint32_t write_range(std::uint8_t page, std::uint8_t reg, const std::vector<std::uint8_t> &bytes) {
+        select(page, reg);
+        return cage_.write(reg, page, static_cast<std::uint32_t>(bytes.size()), bytes.data());
+    }
+    // One read access that may fail (a module that does not answer).
+    std::uint32_t try_read(std::uint8_t page, std::uint8_t reg, std::uint8_t &out) {
+        if (mode_ == BusMode::raw && reg >= sim::kHalfPage) {
+            const std::uint32_t rc = cage_.write(sim::kPageSelectReg, 0, 1, &page);
+            if (rc != 0) {
+                return rc;
+            }
+        }
+        return cage_.read(reg, page, 1, &out);
+    }
+
 private:
     std::uint32_t read_block(std::uint8_t page, std::uint8_t reg, std::uint32_t len, std::uint8_t *out) {
         select(page, reg);

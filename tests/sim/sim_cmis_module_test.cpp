@@ -539,7 +539,7 @@ TEST(CmisModuleRawBusTest, ByteOneTwentySevenSelectsOnlyPagesTheModuleHas) {
     cage.insert(make_cmis_module("400G-FR4"));
     std::uint8_t page = kPage11;
     ASSERT_EQ(cage.write(kPageSelectReg, 0, 1, &page), 0u);
-    page = kPage9F;  // the FR4 has no CDB pages
+    page = 0x20;  // the FR4 has no VDM pages
     ASSERT_EQ(cage.write(kPageSelectReg, 0, 1, &page), 0u);
     std::uint8_t selected = 0;
     ASSERT_EQ(cage.read(kPageSelectReg, 0, 1, &selected), 0u);

@@ -47,6 +47,8 @@ inline constexpr std::uint8_t kModuleStateMask = 0x0E;
 inline constexpr std::uint8_t kInterruptDeasserted = 0x01;
 inline constexpr std::uint8_t kModuleFlags = 8;        // bit 0 module state changed (latched)
 inline constexpr std::uint8_t kModuleStateChanged = 0x01;
+inline constexpr std::uint8_t kCdbComplete1 = 0x40;    // bit 6 L-CDB block 1 complete (CdbCmdCompleteFlag1)
+inline constexpr std::uint8_t kCdbComplete2 = 0x80;    // bit 7, the second CDB instance
 inline constexpr std::uint8_t kMonitorFlags = 9;       // temperature bits 3-0, Vcc bits 7-4 (latched)
 inline constexpr std::uint8_t kFirstModuleFlag = 8;
 inline constexpr std::uint8_t kLastModuleFlag = 11;
@@ -58,6 +60,9 @@ inline constexpr std::uint8_t kLowPwrRequestSw = 0x10;       // bit 4 (CMIS 3.0:
 inline constexpr std::uint8_t kSoftwareReset = 0x08;         // bit 3, self-clearing
 inline constexpr std::uint8_t kModuleMasks = 31;       // 31-34 mask flag bytes 8-11
 inline constexpr std::uint8_t kLastModuleMask = 36;
+inline constexpr std::uint8_t kCdbStatus1 = 37;        // CDB status of instance 1 (CdbStatus1)
+inline constexpr std::uint8_t kCdbStatus2 = 38;        // of instance 2
+inline constexpr std::uint8_t kActiveFirmware = 39;    // 39-40: running image major, minor
 inline constexpr std::uint8_t kMediaType = 85;
 inline constexpr std::uint8_t kAppDescriptors = 86;    // 86-117, four bytes each
 inline constexpr std::uint8_t kAppDescriptorSize = 4;
@@ -99,6 +104,7 @@ inline constexpr std::uint8_t kPage00Checksum = 222;   // sum of 128-221
 inline constexpr std::uint8_t kMakerExtendedId = 224;  // custom area: a qualifying maker's extended identifier
 
 // ---- Page 01h ---------------------------------------------------------------------
+inline constexpr std::uint8_t kInactiveFirmware = 128; // 128-129: the other image's major, minor
 inline constexpr std::uint8_t kHardwareRev = 130;      // 130-131
 inline constexpr std::uint8_t kSmfLength = 132;        // bits 7-6 multiplier, 5-0 base
 inline constexpr std::uint8_t kOm3Length = 135;        // 2 m
@@ -108,6 +114,10 @@ inline constexpr std::uint8_t kDataPathDurations = 144;  // DPDeinit bits 7-4, D
 inline constexpr std::uint8_t kMonitorsImplemented = 159;  // 159-160
 inline constexpr std::uint8_t kTxSiImplemented = 161;
 inline constexpr std::uint8_t kRxSiImplemented = 162;
+inline constexpr std::uint8_t kCdbSupport = 163;       // CDB advertisement, see below
+inline constexpr std::uint8_t kCdbReadWriteLength = 164;  // accesses of 8 * (1 + n) bytes to the payload pages
+inline constexpr std::uint8_t kCdbTrigger = 165;       // bit 7: any write that reaches 9Fh byte 129 triggers
+inline constexpr std::uint8_t kCdbMaxBusy = 166;       // bits 6-0: longest busy time 80 - n ms
 inline constexpr std::uint8_t kModuleDurations = 167;  // CMIS 4.0: PwrDn bits 7-4, PwrUp bits 3-0
 inline constexpr std::uint8_t kMediaLaneAssignment = 176;  // 176-183, one per application
 inline constexpr std::uint8_t kPage01ChecksumFirst = 130;
@@ -119,6 +129,18 @@ inline constexpr std::uint8_t kTxAdaptiveEqImplemented = 0x08;  // 161 bit 3
 inline constexpr std::uint8_t kRxAmplitudeImplemented = 0x04;   // 162 bit 2
 inline constexpr std::uint8_t kRxPreCursorImplemented = 0x08;   // 162 bit 3
 inline constexpr std::uint8_t kRxPostCursorImplemented = 0x10;  // 162 bit 4
+
+// CDB advertisement (page 01h 163): bits 7-6 instances, bit 5 background
+// mode (the module answers while a command runs), bit 4 auto paging, bits 3-0
+// the extended payload pages.
+inline constexpr std::uint8_t kCdbInstancesShift = 6;
+inline constexpr std::uint8_t kCdbOneInstance = 0x40;
+inline constexpr std::uint8_t kCdbBackgroundMode = 0x20;
+inline constexpr std::uint8_t kCdbEplPagesMask = 0x0F;
+// Extended payload pages per code of bits 3-0: 0 none, 1 A0h, 2 A0h-A1h,
+// 3 A0h-A2h, 4 A0h-A3h, 5 A0h-A7h, 6 A0h-ABh, 7 A0h-AFh; 8-15 reserved.
+inline constexpr std::array<std::uint8_t, 8> kCdbEplPages = {0, 1, 2, 3, 4, 8, 12, 16};
+inline constexpr std::uint8_t kCdbAllEplPages = 7;
 
 // ---- Page 02h (thresholds: high alarm, low alarm, high warning, low warning) -----------
 inline constexpr std::uint8_t kTempThresholds = 128;
@@ -190,6 +212,91 @@ inline constexpr std::uint8_t kRxPowerMonitors = 186;  // 186-201, 0.1 uW
 inline constexpr std::uint8_t kConfigStatus = 202;     // 202-205, nibble per lane (lane 1 bits 3-0)
 inline constexpr std::uint8_t kActiveDpConfig = 206;   // 206-213
 inline constexpr std::uint8_t kActiveSi = 214;         // 214-234
+
+// ---- Page 9Fh: CDB command, reply and local payload (LPL) ------------------------
+inline constexpr std::uint8_t kCdbCommandId = 128;     // 128-129, big-endian; writing 129 starts the command
+inline constexpr std::uint8_t kCdbCommandIdLow = 129;
+inline constexpr std::uint8_t kCdbEplLength = 130;     // 130-131, big-endian
+inline constexpr std::uint8_t kCdbLplLength = 132;
+inline constexpr std::uint8_t kCdbCheckCode = 133;     // CdbChkCode
+inline constexpr std::uint8_t kCdbReplyLength = 134;   // RPLLength
+inline constexpr std::uint8_t kCdbReplyCheckCode = 135;  // RPLChkCode
+inline constexpr std::uint8_t kCdbLpl = 136;           // 136-255, command payload and then the reply
+inline constexpr std::uint8_t kCdbMaxLpl = 120;
+inline constexpr std::size_t kCdbEplPageSize = 128;    // bytes 128-255 of each of A0h-AFh
+inline constexpr std::size_t kCdbMaxEpl = 16 * kCdbEplPageSize;
+
+// CDB command IDs.
+inline constexpr std::uint16_t kCdbQueryStatus = 0x0000;
+inline constexpr std::uint16_t kCdbFirmwareFeatures = 0x0041;
+inline constexpr std::uint16_t kCdbGetFirmwareInfo = 0x0100;
+inline constexpr std::uint16_t kCdbStartDownload = 0x0101;
+inline constexpr std::uint16_t kCdbAbortDownload = 0x0102;
+inline constexpr std::uint16_t kCdbWriteBlockLpl = 0x0103;
+inline constexpr std::uint16_t kCdbWriteBlockEpl = 0x0104;
+inline constexpr std::uint16_t kCdbCompleteDownload = 0x0107;
+inline constexpr std::uint16_t kCdbRunImage = 0x0109;
+inline constexpr std::uint16_t kCdbCommitImage = 0x010A;
+
+// CDB status (lower 37-38): bit 7 busy, bit 6 failed, bits 5-0 the result.
+inline constexpr std::uint8_t kCdbBusy = 0x80;
+inline constexpr std::uint8_t kCdbFailed = 0x40;
+inline constexpr std::uint8_t kCdbBusyCapturing = 0x81;
+inline constexpr std::uint8_t kCdbBusyChecking = 0x82;
+inline constexpr std::uint8_t kCdbBusyExecuting = 0x83;
+inline constexpr std::uint8_t kCdbSuccess = 0x01;
+inline constexpr std::uint8_t kCdbUnknownCommand = 0x41;
+inline constexpr std::uint8_t kCdbParameterError = 0x42;
+inline constexpr std::uint8_t kCdbNotAborted = 0x43;   // a previous command was not properly aborted
+inline constexpr std::uint8_t kCdbCheckTimeout = 0x44;
+inline constexpr std::uint8_t kCdbCheckCodeError = 0x45;
+inline constexpr std::uint8_t kCdbPasswordError = 0x46;
+
+// Reply of 0000h (Query Status): length of the status field, then the status.
+inline constexpr std::uint8_t kQueryStatusLength = 136;
+inline constexpr std::uint8_t kQueryStatusByte = 137;  // bit 0: host password accepted
+// Reply of 0041h (Firmware Management Features).
+inline constexpr std::uint8_t kFwFeatures = 137;
+inline constexpr std::uint8_t kFwStartPayloadSize = 138;  // vendor header bytes the host sends with 0101h
+inline constexpr std::uint8_t kFwErasedByte = 139;
+inline constexpr std::uint8_t kFwReadWriteLength = 140;
+inline constexpr std::uint8_t kFwWriteMechanism = 141;  // 01h LPL, 10h EPL, 11h both
+inline constexpr std::uint8_t kFwReadMechanism = 142;
+inline constexpr std::uint8_t kFwHitlessRestart = 143;
+inline constexpr std::uint8_t kFwMaxDurationStart = 144;  // 144-153: start, abort, write, complete, copy (ms)
+inline constexpr std::uint8_t kFwMaxDurationAbort = 146;
+inline constexpr std::uint8_t kFwMaxDurationWrite = 148;
+inline constexpr std::uint8_t kFwMaxDurationComplete = 150;
+inline constexpr std::uint8_t kFwMaxDurationCopy = 152;
+inline constexpr std::uint8_t kFwFeaturesReplyLength = 18;
+inline constexpr std::uint8_t kFwWriteLplAndEpl = 0x11;
+// Reply of 0100h (Get Firmware Info).
+inline constexpr std::uint8_t kFwStatus = 136;         // A: bit 0 running, 1 committed, 2 empty/invalid; B: bits 4-6
+inline constexpr std::uint8_t kFwImageInfo = 137;      // bit 0 image A info, bit 1 image B info, bit 2 factory image
+inline constexpr std::uint8_t kFwImageA = 138;         // major, minor, build (2), extra string (32)
+inline constexpr std::uint8_t kFwImageB = 174;
+inline constexpr std::uint8_t kFwExtraString = 4;
+inline constexpr std::uint8_t kFwExtraStringLength = 32;
+inline constexpr std::uint8_t kFwInfoReplyLength = 74;  // 136-209: status, info, images A and B
+inline constexpr std::uint8_t kFwRunning = 0x01;
+inline constexpr std::uint8_t kFwCommitted = 0x02;
+inline constexpr std::uint8_t kFwInvalid = 0x04;
+inline constexpr std::uint8_t kFwImageBShift = 4;
+// LPL of 0101h (Start Firmware Download): image size (4), reserved (4), vendor header.
+inline constexpr std::uint8_t kStartImageSize = 136;
+inline constexpr std::uint8_t kStartVendorData = 144;
+inline constexpr std::uint8_t kStartFixedLength = 8;
+// LPL of 0103h / 0104h (Write Firmware Block): block address (4), then for 0103h the data.
+inline constexpr std::uint8_t kBlockAddress = 136;
+inline constexpr std::uint8_t kBlockAddressLength = 4;
+// LPL of 0109h (Run Firmware Image): reserved, mode, delay to reset in ms (2).
+inline constexpr std::uint8_t kRunMode = 137;
+inline constexpr std::uint8_t kRunDelay = 138;
+inline constexpr std::uint8_t kRunLplLength = 4;
+inline constexpr std::uint8_t kRunInactiveImage = 0x00;      // traffic-affecting reset to the inactive image
+inline constexpr std::uint8_t kRunInactiveHitless = 0x01;
+inline constexpr std::uint8_t kRunRunningImage = 0x02;       // reset to the running image
+inline constexpr std::uint8_t kRunRunningHitless = 0x03;
 
 // ---- Pre-release maps -------------------------------------------------------------------
 // Revision 03h: page 00h identity at its own offsets; lower byte 34 = 11 marks copper.

@@ -12,6 +12,11 @@
 // duration code stands for (cmis::kDurationUs) unless a test sets another;
 // the module catches up with the clock at the start of every bus transaction,
 // at every read or write outside a transaction and in every test-side query.
+//
+// A module that advertises CDB (page 01h byte 163) and has page 9Fh runs the
+// CDB engine of cmis_cdb.cpp: commands written to page 9Fh, extended payload
+// on pages A0h-AFh, status in lower byte 37, completion in lower byte 8 bit 6,
+// two firmware banks with download, run and commit.
 #pragma once
 
 #include <array>
@@ -22,8 +27,10 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <vector>
 
+#include <qsfp/sim/cmis_cdb.h>
 #include <qsfp/sim/cmis_map.h>
 #include <qsfp/sim/module.h>
 
@@ -104,10 +111,52 @@ public:
     // The lane's data path stays in `state` (std::nullopt releases it).
     bool stick_data_path(int lane, std::optional<DataPathState> state);
     void set_config_fault(ConfigFault fault);
-    // While the hook answers true the module does not acknowledge its address
-    // (a module busy with a command); for the CDB engine to come.
+    // While the hook answers true the module does not acknowledge its address.
     void set_busy_hook(std::function<bool()> hook);
-    bool busy() const override;
+    // The hook, a Run command's reset, or a CDB command while the module is
+    // set to refuse the bus while busy.
+    bool busy() override;
+
+    // ---- CDB (cmis_cdb.cpp) ----------------------------------------------------------
+    using Bank = cdb::Bank;
+    using FirmwareVersion = cdb::FirmwareVersion;
+    using FirmwareImage = cdb::FirmwareImage;
+    using CdbFault = cdb::CdbFault;
+    // Page 01h byte 163 advertises at least one instance and page 9Fh exists.
+    bool cdb_supported() const;
+    // Firmware banks. At insertion bank A runs and is committed with the
+    // version of lower bytes 39-40; bank B holds the version of page 01h
+    // bytes 128-129 and is valid when that is not 0.0. Banks keep their
+    // contents across power cycles; a power cycle runs the committed bank.
+    void set_firmware_image(Bank bank, FirmwareImage image);
+    FirmwareImage firmware_image(Bank bank);
+    void set_running_image(Bank bank);
+    void set_committed_image(Bank bank);
+    Bank running_image();
+    Bank committed_image();
+    // The inactive bank: while a download runs, the vendor header and the
+    // blocks received so far; afterwards what the bank holds.
+    std::vector<std::uint8_t> downloaded_image();
+    bool download_in_progress();
+    // How long a command stays busy before it completes (defaults per
+    // command in cmis_cdb.cpp); 0000h adds the delay its payload asks for.
+    void set_cdb_busy_time(std::uint16_t command, Duration t);
+    Duration cdb_busy_time(std::uint16_t command) const;
+    // After a Run command (and its delay to reset) the module resets and does
+    // not acknowledge its address for this long.
+    void set_cdb_reset_time(Duration t);
+    // StartCmdPayloadSize of the 0041h reply: the vendor header length.
+    void set_cdb_start_payload_size(std::uint8_t bytes);
+    // Largest image 0101h accepts.
+    void set_cdb_bank_capacity(std::uint32_t bytes);
+    // A module that is not in background mode: no acknowledge while a command runs.
+    void set_cdb_nack_while_busy(bool nack);
+    // Run accepts a fully received image only after 0107h (Complete).
+    void set_cdb_require_complete(bool require);
+    void set_cdb_fault(CdbFault fault);
+    std::uint8_t cdb_status();
+    // Commands the module has taken (triggered), by command ID.
+    int cdb_commands_taken(std::uint16_t command) const;
 
     // ---- What the host did -------------------------------------------------------------
     std::optional<std::uint8_t> host_wrote(std::uint8_t page, std::uint8_t addr) const;
@@ -155,6 +204,7 @@ private:
 
     // cmis_module.cpp: module state machine and bus hooks.
     void power_up_locked();
+    void restart_locked(std::uint64_t at_ns);
     void capture_defaults();
     void load_monitors_from_image();
     int count_media_lanes() const;
@@ -180,6 +230,33 @@ private:
     void step_commands();
     void finish_command(const Command &c);
     void set_config_status(int lane, ConfigStatus status);
+
+    // cmis_cdb.cpp: the CDB engine.
+    void cdb_load_from_image();
+    void cdb_power_up();
+    bool cdb_supported_locked() const;
+    bool cdb_refuses_bus(std::uint64_t now) const;
+    std::array<std::uint64_t, 3> cdb_deadlines() const;
+    void take_cdb_command();
+    void step_cdb();
+    void execute_cdb(const cdb::Command &c);
+    void finish_cdb(std::uint8_t status, const std::vector<std::uint8_t> &reply);
+    void finish_cdb_reset();
+    void write_cdb_state();
+    std::uint64_t cdb_busy_ns(std::uint16_t command) const;
+    std::size_t cdb_epl_capacity() const;
+    std::uint8_t cdb_query_status(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_firmware_features(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_firmware_info(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_start_download(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_abort_download(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_write_block_lpl(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_write_block_epl(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_complete_download(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_run_image(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_commit_image(const cdb::Command &c, std::vector<std::uint8_t> &reply);
+    std::uint8_t cdb_write_block(std::uint32_t address, std::span<const std::uint8_t> data);
+    void cdb_finish_download();
 
     // cmis_flags.cpp: monitors, latched flags and the interrupt.
     bool transmitting_locked(int lane) const;
@@ -230,6 +307,16 @@ private:
     std::vector<Default> defaults_;
     std::array<std::uint8_t, cmis::kSiBytes> default_si_{};
     std::map<std::uint16_t, std::uint8_t> host_writes_;
+    cdb::CdbState cdb_;
 };
+
+// A test-side change, made with the module caught up with the clock before and after.
+template <typename F>
+void CmisModule::update(F &&change) {
+    std::lock_guard lock(mu_);
+    refresh_locked();
+    change();
+    refresh_locked();
+}
 
 }  // namespace qsfp::sim

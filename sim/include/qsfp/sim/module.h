@@ -86,8 +86,9 @@ public:
     virtual void begin_transaction() {}
     virtual void end_transaction() {}
     // A busy module does not acknowledge its address; the cage answers as for
-    // an empty cage until it is free again.
-    virtual bool busy() const { return false; }
+    // an empty cage until it is free again. Asked before each transaction, so
+    // a module may catch up with the clock here.
+    virtual bool busy() { return false; }
 
     // A byte that reads as `value` whatever the memory holds (a stuck flag).
     void stick(std::uint8_t page, std::uint8_t addr, std::uint8_t value);
