@@ -155,6 +155,25 @@ static_assert(kStagedTxSi + kTxSiBytes == kStagedRxSi && kActiveTxSi + kTxSiByte
 static_assert(kActiveTxSi + kSiTxEqTargets == 217 && kActiveTxSi + kSiRxPreTargets == 223 &&
               kActiveTxSi + kSiRxPostTargets == 227 && kActiveTxSi + kSiRxAmpTargets + kSiTargetBytes - 1 == 234);
 
+// ---- CDB: lower memory flags and status, page 9Fh command area, A0h-AFh EPL -----
+inline constexpr std::uint32_t kCdbCompleteFlags = 8;     // latched, cleared by reading
+inline constexpr std::uint8_t kCdbComplete = 0x40;        // bit 6 (or bit 7) set: the command is done
+inline constexpr std::uint32_t kCdbStatus = 37;           // 37-38, one byte per CDB instance
+inline constexpr std::uint32_t kCdbStatusBytes = 2;
+inline constexpr std::uint8_t kCdbStatusSuccess = 0x01;
+inline constexpr std::uint8_t kCdbStatusCheckCode = 0x45;
+inline constexpr std::uint32_t kPage9F = 0x9F;
+inline constexpr std::uint32_t kPageA0 = 0xA0;
+inline constexpr std::uint32_t kCdbCommandId = 128;       // 128-129, big-endian; the low byte starts it
+inline constexpr std::uint32_t kCdbEplLength = 130;       // 130-131
+inline constexpr std::uint32_t kCdbReplyLength = 136;
+inline constexpr std::uint32_t kCdbReply = 137;
+inline constexpr std::uint32_t kCdbUnlocked = 138;        // query reply: firmware download unlocked
+inline constexpr std::uint32_t kCdbVendorHeaderLength = 138;  // features reply: start payload size
+inline constexpr std::uint32_t kCdbImageAVersion = 138;   // firmware info reply: 138-141
+inline constexpr std::uint32_t kCdbImageBVersion = 174;   // 174-177
+inline constexpr std::uint32_t kCdbInfoStatus = 136;      // 136-137: status flags, info block
+
 // ---- Pre-release map 03h (offsets into the identification buffer) -----------------
 namespace pre03 {
 inline constexpr std::uint32_t kCopperMark = 34;

@@ -18,6 +18,8 @@ std::uint32_t device_init(qsfp_port_ctx *port, std::uint32_t init_flag);
 std::uint32_t get_type(qsfp_port_ctx *port, std::uint32_t *type, char *description, std::uint32_t length,
                        std::uint32_t *qualified);
 std::uint32_t mode_config(qsfp_port_ctx *port, std::uint32_t mode);
+// Slot 25: a cdb_cmd_info request.
+std::uint32_t cdb_cmd_execute(qsfp_port_ctx *port, void *request);
 // Below CMIS 4.0 page 10h byte 128 powers datapaths up; from 4.0 on it
 // deinitialises them, and bring-up installs the second pair. `lanes` is a
 // bitmap of media lanes; the third argument is unused.

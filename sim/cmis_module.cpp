@@ -365,8 +365,21 @@ std::optional<std::uint8_t> CmisModule::host_wrote(std::uint8_t page, std::uint8
 // Every timed transition happens at its own deadline, in time order, so a
 // data path that may start when the module becomes ready starts at that
 // moment and not at the next bus access.
+// A transaction brings the module up to date only when something could have
+// changed since the last time: the clock moved, the host wrote a register
+// that is more than memory, or it read flags that clear. A firmware block
+// written to the CDB payload pages a byte at a time changes nothing else, and
+// the module need not be evaluated twice for each of its bytes.
+void CmisModule::refresh_for_transaction_locked() {
+    if (changed_since_refresh_ || now_ns() != refreshed_at_ns_) {
+        refresh_locked();
+    }
+}
+
 void CmisModule::refresh_locked() {
     const std::uint64_t now = now_ns();
+    changed_since_refresh_ = false;
+    refreshed_at_ns_ = now;
     for (int i = 0; i < kMaxSteps; ++i) {
         const std::optional<std::uint64_t> next = next_deadline();
         if (!next || *next > now) {
@@ -500,14 +513,14 @@ void CmisModule::write_module_state() {
 void CmisModule::begin_transaction() {
     std::lock_guard lock(mu_);
     in_transaction_ = true;
-    refresh_locked();
+    refresh_for_transaction_locked();
 }
 
 void CmisModule::end_transaction() {
     std::lock_guard lock(mu_);
     in_transaction_ = false;
     clear_read_flags();
-    refresh_locked();  // writes and cleared flags take effect once per transaction
+    refresh_for_transaction_locked();  // writes and cleared flags take effect once per transaction
 }
 
 std::uint8_t CmisModule::on_read(std::uint8_t page, std::uint8_t addr) {
@@ -522,8 +535,10 @@ std::uint8_t CmisModule::on_read(std::uint8_t page, std::uint8_t addr) {
     const std::uint8_t value = memory().get(page, addr);
     if (addr >= kFirstModuleFlag && addr <= kLastModuleFlag) {
         module_flags_read_.set(addr - kFirstModuleFlag);
+        changed_since_refresh_ = true;
     } else if (page == kPage11 && addr >= kFirstLaneFlag && addr <= kLastLaneFlag && paged()) {
         lane_flags_read_.set(addr - kFirstLaneFlag);
+        changed_since_refresh_ = true;
     }
     if (!in_transaction_) {
         clear_read_flags();
@@ -546,6 +561,9 @@ void CmisModule::on_write(std::uint8_t page, std::uint8_t addr, std::uint8_t val
         refresh_locked();
     }
     host_writes_[key(page, addr)] = value;
+    if (addr < 128 || page < kPageA0 || page > kPageAF) {
+        changed_since_refresh_ = true;  // a firmware payload byte is memory only
+    }
     apply_control_write(page, addr, value);
     if (!in_transaction_) {
         refresh_locked();

@@ -71,6 +71,44 @@ uint32_t qsfp_dd_port_oper_mode_2_app_sel_code(qsfp_port_ctx *port, uint32_t ope
  * ZR+ application. */
 void qsfp_dd_port_update_coherent_moudle_type(qsfp_port_ctx *port);
 
+/*
+ * CDB (Command Data Block) operations of a CMIS module: a status query and a
+ * module firmware download, reached through qsfp_module_cdb_cmd_execute with
+ * a cdb_cmd_info request.
+ */
+#define QSFP_DD_CDB_QUERY_STATUS 0u
+#define QSFP_DD_CDB_DOWNLOAD 400u            /* 400 and 401: download only */
+#define QSFP_DD_CDB_RUN 402u                 /* run the inactive image, nothing downloaded */
+#define QSFP_DD_CDB_COMMIT 403u              /* commit the running image */
+#define QSFP_DD_CDB_DOWNLOAD_RUN 404u        /* 404 and 405 */
+#define QSFP_DD_CDB_DOWNLOAD_RUN_COMMIT 406u /* 406 and 407 */
+
+/*
+ * A CDB request. Progress texts are appended to `response` at
+ * `*response_length` (which they advance), without a terminator, as long as
+ * each fits whole below `response_capacity`; either pointer may be null.
+ */
+typedef struct cdb_cmd_info {
+    uint32_t command;
+    const char *file_name;     /* the firmware image of a download */
+    char *response;
+    uint32_t response_capacity;
+    uint32_t *response_length;
+} cdb_cmd_info;
+
+uint32_t qsfp_dd_cdb_cmd_execute(qsfp_port_ctx *port, cdb_cmd_info *request);
+
+/*
+ * Appends one record to /tmp/cdb_cmd.debug: a line with the microseconds and
+ * the date, then a line of one space and the message. A weak symbol: a
+ * platform may supply its own.
+ */
+void qsfp_dd_cdb_cmd_debug_log_file(const char *format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 1, 2)))
+#endif
+    ;
+
 #ifdef __cplusplus
 }
 #endif

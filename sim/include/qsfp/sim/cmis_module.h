@@ -209,6 +209,7 @@ private:
     void load_monitors_from_image();
     int count_media_lanes() const;
     void refresh_locked();
+    void refresh_for_transaction_locked();
     bool low_power_requested() const;
     std::optional<std::uint64_t> next_deadline() const;
     void step_all();
@@ -269,6 +270,8 @@ private:
 
     mutable std::mutex mu_;
     std::uint64_t t_ns_ = 0;  // the time the state machines are evaluated at
+    std::uint64_t refreshed_at_ns_ = 0;
+    bool changed_since_refresh_ = true;
     ModuleState state_ = ModuleState::low_power;
     std::uint64_t state_until_ns_ = 0;
     bool fault_ = false;
