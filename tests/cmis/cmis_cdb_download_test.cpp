@@ -148,6 +148,33 @@ TEST_F(CmisCdbTest, ShortLastBlockOf1024BytesFillsPagesA0ToA7) {
     for (const auto &t : data_writes()) EXPECT_EQ(t.len, 1U);
 }
 
+TEST_F(CmisCdbTest, DebugLogRecordsEachEplBlock) {
+    // Cage 43 (port 44): this test's records are told apart by the port.
+    insert_cmis("400G-FR4", 43);
+    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_ADOPT, 0, QSFP_OK, 43);
+    Response r;
+    ASSERT_EQ(execute(port, QSFP_DD_CDB_DOWNLOAD, write_image(image_bytes(kHeader + kBlock + 300, 1, 2, 3)).c_str(), r),
+              QSFP_OK);
+    std::ifstream log("/tmp/cdb_cmd.debug");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(log, line);) lines.push_back(line);
+    std::vector<std::string> blocks;
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        if (lines[i].find("Port 44, epl_blk_addr") != std::string::npos) {
+            // Each record's date line; after a message logged without a line end
+            // (the "status success set" records) it follows on that line.
+            EXPECT_NE(lines[i - 1].find("usec-"), std::string::npos) << lines[i - 1];
+            blocks.push_back(lines[i]);
+        }
+    }
+    ASSERT_GE(blocks.size(), 4U);
+    const std::vector<std::string> last(blocks.end() - 4, blocks.end());
+    EXPECT_EQ(last, (std::vector<std::string>{" [Start] Port 44, epl_blk_addr 0x00000000, data_len 0x800",
+                                              " [End] Port 44, epl_blk_addr 0x00000000, data_len 0x800",
+                                              " [Start] Port 44, epl_blk_addr 0x00000800, data_len 0x12c",
+                                              " [End] Port 44, epl_blk_addr 0x00000800, data_len 0x12c"}));
+}
+
 TEST_F(CmisCdbTest, RunAloneNeverCommitsAndCommitAloneOnlyCommits) {
     qsfp_port_ctx *port = make_instant_reset("400G-FR4");
     Response r;

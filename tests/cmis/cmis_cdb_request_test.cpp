@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -75,7 +76,12 @@ TEST_F(CmisCdbRequestTest, DownloadOfAnEmptyFile) {
     std::ofstream(path, std::ios::binary).close();
     Response r;
     cdb_cmd_info req = request(QSFP_DD_CDB_DOWNLOAD_RUN_COMMIT, path.c_str(), r);
+    const std::size_t fds = std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                                          std::filesystem::directory_iterator{});
     EXPECT_EQ(qsfp_module_cdb_cmd_execute(port, &req), QSFP_ERR_INVALID);
+    EXPECT_EQ(static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                                                     std::filesystem::directory_iterator{})),
+              fds);  // the empty file was opened and is closed again
     EXPECT_EQ(r.str(), "Invalid image size.CDB operation FAILED.");
     EXPECT_EQ(err(), prefixed({"Invalid image size cmd-id:406\n"}));
     EXPECT_TRUE(cage().log().empty());
