@@ -30,6 +30,8 @@ constexpr std::uint8_t kDomMonitors = kDomAll;
 using LaneStatus = std::array<std::uint8_t, kLaneStatusBytes>;
 using Status = qsfp_hw_status;
 
+float lane_power_dbm(std::uint16_t raw) { return dbm_or_dark(power_mw_narrowed(raw)); }
+
 std::uint8_t byte_of(const LaneStatus &block, std::uint32_t reg) { return block[reg - kLaneStatus]; }
 std::uint16_t word_of(const LaneStatus &block, std::uint32_t reg) { return word_at(&block[reg - kLaneStatus]); }
 
@@ -41,8 +43,8 @@ struct LaneMonitor {
     float (*convert)(std::uint16_t);
 };
 constexpr LaneMonitor kLaneMonitors[] = {
-    {kRxPowerMonitors, &Status::rx_power_dbm, kDomRxPower, power_dbm_or_dark},
-    {kTxPowerMonitors, &Status::tx_power_dbm, kDomTxPower, power_dbm_or_dark},
+    {kRxPowerMonitors, &Status::rx_power_dbm, kDomRxPower, lane_power_dbm},
+    {kTxPowerMonitors, &Status::tx_power_dbm, kDomTxPower, lane_power_dbm},
     {kTxBiasMonitors, &Status::tx_bias_ma, kDomTxBias, bias_ma},
 };
 

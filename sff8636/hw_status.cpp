@@ -100,9 +100,9 @@ std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
         return rc;
     }
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
-        status->rx_power_dbm[lane] = power_dbm_or_dark(word_at(lanes + (kRxPower - kLaneMonitors) + 2 * lane));
+        status->rx_power_dbm[lane] = dbm_or_dark(power_mw(word_at(lanes + (kRxPower - kLaneMonitors) + 2 * lane)));
         status->tx_bias_ma[lane] = bias_ma(word_at(lanes + (kTxBias - kLaneMonitors) + 2 * lane));
-        status->tx_power_dbm[lane] = power_dbm_or_dark(word_at(lanes + (kTxPower - kLaneMonitors) + 2 * lane));
+        status->tx_power_dbm[lane] = dbm_or_dark(power_mw(word_at(lanes + (kTxPower - kLaneMonitors) + 2 * lane)));
     }
     status->temperature = temperature_c(word_at(temperature));
     status->vcc = vcc_v(word_at(vcc));

@@ -29,7 +29,12 @@ void admin(std::uint32_t, std::uint32_t, std::uint32_t kind, std::uint32_t *answ
     if (g_round) g_round(g_rounds, answer);
 }
 
-float dbm_of(double mw) { return 10.0f * std::log10(static_cast<float>(static_cast<std::uint16_t>(mw * 10000 + 0.5) * 0.0001f)); }
+// The entry for a power the emulator encodes to the nearest 0.1 uW: the
+// product in double, narrowed, then log10 in single precision.
+float dbm_of(double mw) {
+    const auto raw = static_cast<std::uint16_t>(mw * 10000 + 0.5);
+    return 10.0f * std::log10(static_cast<float>(raw * 0.0001));
+}
 
 class CmisHwStatusTest : public CmisPortTest {
 protected:
@@ -206,6 +211,17 @@ TEST_F(CmisHwStatusTest, FlagsRaisedAndClearedDuringTheObservationStillShow) {
     EXPECT_EQ(status_.rx_power_high_alarm[5], 0u);
     EXPECT_EQ(status_.temp_flags[2], 0u);
     EXPECT_EQ(status_.vcc_flags[3], 0u);
+}
+
+// 0.0024 mW: the narrowed double product and the single-precision one give
+// dBm values an ulp apart; the entry is the first.
+TEST_F(CmisHwStatusTest, LanePowerIsTheDoubleProductNarrowed) {
+    qsfp_port_ctx *port = make("400G-LR8");
+    ASSERT_TRUE(module().set_rx_power(0, 0.0024));
+    ASSERT_EQ(read_status(port), QSFP_OK);
+    const float narrowed = 10.0f * std::log10(static_cast<float>(24 * 0.0001));
+    ASSERT_NE(narrowed, 10.0f * std::log10(24 * 0.0001f));
+    EXPECT_EQ(status_.rx_power_dbm[0], narrowed);
 }
 
 TEST_F(CmisHwStatusTest, VccHighWarningLatchedIsEntry197As64) {
