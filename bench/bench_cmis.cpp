@@ -1,5 +1,6 @@
-// CMIS operations: bring-up from power-on and a mode change, with the bus
-// traffic they cost against the least their register sequence needs.
+// CMIS operations: bring-up from power-on, a mode change and the live status
+// record, with the bus traffic they cost against the least their register
+// sequence needs.
 #include <memory>
 
 #include <qsfp/qsfp_port_ops.h>
@@ -79,5 +80,28 @@ void BM_CmisModeChange(benchmark::State &state) {
     qsfp_port_delete(r.handle);
 }
 BENCHMARK(BM_CmisModeChange);
+
+// The live status record of a 400G LR8: the page 11h flag and monitor block
+// (67) read twice around the flag observation, temperature (2), supply (2),
+// Tx disable (1) and the module flags byte (1), plus the two page selects the
+// upper reads need (11h, then 10h); lower memory needs none of its own.
+constexpr std::uint64_t kHwStatusMinimum = 2 * 67 + 2 + 2 + 1 + 1 + 2;
+
+void BM_CmisHwStatus(benchmark::State &state) {
+    sim::LineCard card(1);
+    card.insert(0, "400G-LR8");
+    qsfp_port_create_params p = card.params(0, bench::evm());
+    p.init_arg = QSFP_DD_INIT_FULL;
+    qsfp_port_create_result r{};
+    qsfp_port_create(&p, &r);
+    card.cage(0).reset_stats();
+    qsfp_hw_status status{};
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(qsfp_port_hw_status(r.handle, &status));
+    }
+    bench::report_bus(state, card.cage(0).stats(), kHwStatusMinimum);
+    qsfp_port_delete(r.handle);
+}
+BENCHMARK(BM_CmisHwStatus);
 
 }  // namespace

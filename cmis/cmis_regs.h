@@ -35,10 +35,16 @@ inline constexpr std::uint32_t kPage11 = 0x11;
 
 // ---- Lower memory ----------------------------------------------------------------
 inline constexpr std::uint32_t kRevision = 1;
+inline constexpr std::uint32_t kMemoryModel = 2;
+inline constexpr std::uint8_t kFlatMemory = 0x80;       // bit 7: no upper pages but 00h
 inline constexpr std::uint32_t kModuleState = 3;        // bits 3-1
 inline constexpr std::uint8_t kModuleStateMask = 0x0E;
 inline constexpr std::uint32_t kModuleStateShift = 1;
 inline constexpr std::uint8_t kModuleReady = 3;
+inline constexpr std::uint32_t kMonitorFlags = 9;       // latched: temperature bits 0-3, Vcc bits 4-7
+inline constexpr std::uint32_t kTemperatureMonitor = 14;  // 14-15, signed, 1/256 C
+inline constexpr std::uint32_t kVccMonitor = 16;        // 16-17, 100 uV
+inline constexpr std::uint32_t kMonitorBytes = 2;
 inline constexpr std::uint32_t kPowerControl = 26;
 inline constexpr std::uint8_t kLowPower = 0x40;         // bit 6 (4.0 LowPwrAllowRequestHW, 3.0 LowPwr)
 inline constexpr std::uint8_t kForceLowPower = 0x10;    // bit 4 (4.0 LowPwrRequestSW, 3.0 ForceLowPwr)
@@ -111,6 +117,7 @@ inline constexpr std::uint32_t kFlatMakerPid = 58;
 inline constexpr std::uint8_t kDomRxPower = 0x01;
 inline constexpr std::uint8_t kDomTxBias = 0x02;
 inline constexpr std::uint8_t kDomTxPower = 0x04;
+inline constexpr std::uint8_t kDomTemperature = 0x08;
 inline constexpr std::uint8_t kDomVcc = 0x10;
 inline constexpr std::uint8_t kDomAll = 0x1F;
 inline constexpr std::uint8_t kDomModuleOnly = 0x18;
@@ -136,6 +143,24 @@ inline constexpr std::uint32_t kConfigStatus = 202;     // 202-205, nibble per l
 inline constexpr std::uint32_t kConfigStatusBytes = 4;
 inline constexpr std::uint8_t kConfigInProgress = 0;
 inline constexpr std::uint8_t kConfigAccepted = 1;
+// Latched lane flags and lane monitors, read as one block (135-201): flag
+// bytes carry one bit per lane (bit 0 = lane 1), threshold flags one byte
+// each for high alarm, low alarm, high warning and low warning; monitors are
+// big-endian words, lane 1 first.
+inline constexpr std::uint32_t kLaneStatus = 135;
+inline constexpr std::uint32_t kLaneStatusBytes = 67;
+inline constexpr std::uint32_t kTxFault = 135;
+inline constexpr std::uint32_t kTxLos = 136;
+inline constexpr std::uint32_t kTxCdrLol = 137;
+inline constexpr std::uint32_t kTxPowerFlags = 139;     // 139-142
+inline constexpr std::uint32_t kTxBiasFlags = 143;      // 143-146
+inline constexpr std::uint32_t kRxLos = 147;
+inline constexpr std::uint32_t kRxCdrLol = 148;
+inline constexpr std::uint32_t kRxPowerFlags = 149;     // 149-152
+inline constexpr std::uint32_t kTxPowerMonitors = 154;  // 154-169, 0.1 uW
+inline constexpr std::uint32_t kTxBiasMonitors = 170;   // 170-185, 2 uA
+inline constexpr std::uint32_t kRxPowerMonitors = 186;  // 186-201, 0.1 uW
+static_assert(kRxPowerMonitors + 2 * kLanes == kLaneStatus + kLaneStatusBytes);
 inline constexpr std::uint32_t kActiveAppSelect = 206;  // 206-213, application code in bits 7-4
 inline constexpr std::uint32_t kAppSelectShift = 4;
 inline constexpr std::uint32_t kActiveTxSi = 214;       // 214-221
@@ -186,6 +211,12 @@ inline constexpr std::uint32_t kVendorPart = 167;
 inline constexpr std::uint32_t kVendorRev = 183;
 inline constexpr std::uint32_t kDateCode = 185;
 }  // namespace pre03
+
+// ---- Pre-release map 04h: lower memory ----------------------------------------------
+namespace pre04 {
+inline constexpr std::uint32_t kTemperatureMonitor = 12;  // 12-13, signed, 1/256 C
+inline constexpr std::uint32_t kVccMonitor = 16;          // 16-17, 100 uV
+}  // namespace pre04
 
 // ---- Pre-release map 07h ------------------------------------------------------------
 namespace pre07 {

@@ -101,17 +101,6 @@ std::uint32_t read_wavelength(qsfp_port_ctx *port) {
     return rc;
 }
 
-std::uint32_t media_lane_count(std::uint32_t type) {
-    switch (type) {
-    case QSFP_DD_TYPE_400G_FR4:
-    case QSFP_DD_TYPE_400G_DR4:
-    case QSFP_DD_TYPE_400G_DR4_2KM: return 4;
-    case QSFP_DD_TYPE_400G_ZR:
-    case QSFP_DD_TYPE_400G_ZRP: return 1;
-    default: return kLanes;
-    }
-}
-
 bool is_coherent(std::uint32_t type) { return type == QSFP_DD_TYPE_400G_ZR || type == QSFP_DD_TYPE_400G_ZRP; }
 
 // From here on the port is a coherent port.

@@ -20,6 +20,13 @@ std::uint32_t get_type(qsfp_port_ctx *port, std::uint32_t *type, char *descripti
 std::uint32_t mode_config(qsfp_port_ctx *port, std::uint32_t mode);
 // Slot 25: a cdb_cmd_info request.
 std::uint32_t cdb_cmd_execute(qsfp_port_ctx *port, void *request);
+// Fills the live status record; 1 when the admin-state callback cut the
+// flag observation short.
+std::uint32_t get_hw_status(qsfp_port_ctx *port, qsfp_hw_status *status);
+std::uint32_t get_hw_info(qsfp_port_ctx *port, qsfp_hw_info *info);
+// Renders the module's pages into `buffer` (9000 bytes); the text and length
+// arguments are the wrapper's and unused here.
+std::uint32_t phy_reg_decode(qsfp_port_ctx *port, void **text, std::uint32_t *len, char *buffer);
 // Below CMIS 4.0 page 10h byte 128 powers datapaths up; from 4.0 on it
 // deinitialises them, and bring-up installs the second pair. `lanes` is a
 // bitmap of media lanes; the third argument is unused.

@@ -107,4 +107,19 @@ constexpr std::optional<Duration> duration_of(std::uint32_t code) {
 }
 static_assert(duration_of(13)->wait_ms == 3000000 && !duration_of(14).has_value());
 
+// Media lanes of a module type: the 400G FR4 and DR4 kinds carry four
+// wavelengths or fibres, the coherent ZR kinds one; every other type eight.
+constexpr std::uint32_t media_lane_count(std::uint32_t type) {
+    switch (type) {
+    case QSFP_DD_TYPE_400G_FR4:
+    case QSFP_DD_TYPE_400G_DR4:
+    case QSFP_DD_TYPE_400G_DR4_2KM: return 4;
+    case QSFP_DD_TYPE_400G_ZR:
+    case QSFP_DD_TYPE_400G_ZRP: return 1;
+    default: return 8;
+    }
+}
+static_assert(media_lane_count(QSFP_DD_TYPE_400G_DR4_2KM) == 4 && media_lane_count(QSFP_DD_TYPE_400G_ZRP) == 1 &&
+              media_lane_count(QSFP_DD_TYPE_400G_LR8) == 8 && media_lane_count(0) == 8);
+
 }  // namespace qsfp::cmis

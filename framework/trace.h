@@ -45,7 +45,7 @@ inline constexpr std::string_view kTracedSources[] = {
     "sff8636/hw_status.cpp",
     "sff8636/dom_reports.cpp",
     "sff8636/phy_reg_decode.cpp",
-    "sff8636/observation.cpp",
+    "framework/observation.cpp",
     "sff8636/settle.cpp",
     "cmis/device_init.cpp",
     "cmis/identify_type.cpp",

@@ -8,6 +8,7 @@
 
 #include <qsfp/qsfp_sff8636.h>
 
+#include "framework/observation.h"
 #include "framework/wait.h"
 #include "sff8636/sff8636_regs.h"
 #include "sff8636/state.h"
@@ -84,11 +85,8 @@ bool whole_image_read(const qsfp_port_ctx *port);
 // 640-byte image; failures are traced and answered.
 std::uint32_t read_image(qsfp_port_ctx *port, std::uint8_t *image);
 
-// Waits `steps` times `step_us`, asking the platform's admin-state callback
-// before each step whether an admin change is being processed; false (after
-// tracing it) when one is, and the caller abandons with kAbandoned.
-bool observe(qsfp_port_ctx *port, std::uint32_t steps, std::uint32_t step_us);
-inline constexpr std::uint32_t kAbandoned = 1;
+using framework::kAbandoned;
+using framework::observe;
 
 using framework::wait_us;
 

@@ -24,8 +24,6 @@ constexpr std::uint32_t kFlagObservationSteps = 20;
 // Rx power, bias and Tx power of lanes 1-4 in one read (bytes 34-57).
 constexpr std::uint32_t kLaneMonitorLen = kTxPower + 2 * kLanes - kLaneMonitors;
 constexpr std::uint32_t kWavelengthUnit = 20;   // bytes 186-187 count 0.05 nm
-// A dark receiver reads -40 dBm rather than minus infinity.
-constexpr float kDarkPowerMw = 0.0001f;
 
 // Media lane count by type code: a DWDM2 module has 2 wavelengths, the
 // single-lambda DR/FR/LR modules 1, everything else 4 lanes.
@@ -83,11 +81,6 @@ Readiness wait_data_ready(qsfp_port_ctx *port) {
     return Readiness::not_ready;
 }
 
-float power_dbm_floor(std::uint16_t raw) {
-    const float mw = power_mw(raw);
-    return dbm(mw == 0.0f ? kDarkPowerMw : mw);
-}
-
 std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
     std::uint8_t lanes[kLaneMonitorLen] = {};
     if (const std::uint32_t rc = qsfp_access(port, kLaneMonitors, sizeof lanes, kPage00, lanes, QSFP_ACCESS_READ);
@@ -107,9 +100,9 @@ std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
         return rc;
     }
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
-        status->rx_power_dbm[lane] = power_dbm_floor(word_at(lanes + (kRxPower - kLaneMonitors) + 2 * lane));
+        status->rx_power_dbm[lane] = dbm_or_dark(power_mw(word_at(lanes + (kRxPower - kLaneMonitors) + 2 * lane)));
         status->tx_bias_ma[lane] = bias_ma(word_at(lanes + (kTxBias - kLaneMonitors) + 2 * lane));
-        status->tx_power_dbm[lane] = power_dbm_floor(word_at(lanes + (kTxPower - kLaneMonitors) + 2 * lane));
+        status->tx_power_dbm[lane] = dbm_or_dark(power_mw(word_at(lanes + (kTxPower - kLaneMonitors) + 2 * lane)));
     }
     status->temperature = temperature_c(word_at(temperature));
     status->vcc = vcc_v(word_at(vcc));

@@ -12,6 +12,7 @@
 
 #include <qsfp/sim/image_file.h>
 
+#include "tests/cmis/cmis_images.h"
 #include "tests/cmis/cmis_port.h"
 
 namespace qsfp::test {
@@ -57,19 +58,6 @@ const std::map<std::string, Expected> kExpected = {
     {"cmis_FACETEST_CAC815321A1AC1HW_1.bin", {0, "HDX-400G-UNKNOWN"}},
 };
 
-std::vector<std::filesystem::path> cmis_image_files() {
-    std::vector<std::filesystem::path> out;
-    const auto root = std::filesystem::path(QSFP_TEST_DATA_DIR) / "eeprom";
-    for (const auto &f : std::filesystem::recursive_directory_iterator(root)) {
-        const std::string name = f.path().filename().string();
-        if (f.path().extension() == ".bin" && name.starts_with("cmis_")) {
-            out.push_back(f.path());
-        }
-    }
-    std::sort(out.begin(), out.end());
-    return out;
-}
-
 class CmisRealImageTest : public CmisPortTest {};
 
 TEST_F(CmisRealImageTest, EveryImageIsIdentified) {
@@ -81,12 +69,7 @@ TEST_F(CmisRealImageTest, EveryImageIsIdentified) {
         auto load = sim::load_image_file(file);
         ASSERT_TRUE(load.ok()) << load.error;
         sim::ModuleMemory memory = std::move(*load.memory);
-        // Pages the capture did not hold read as zero, as on a blank module.
-        if (!memory.flat()) {
-            for (std::uint8_t page : {0x01, 0x02, 0x03, 0x10, 0x11}) {
-                if (!memory.has_page(page)) memory.add_page(page);
-            }
-        }
+        add_blank_pages(memory);
         const std::uint8_t identifier = memory.get(0, 0);
         insert(index, std::move(memory));
         const auto it = kExpected.find(file.filename().string());

@@ -1,10 +1,10 @@
-// Observation periods: the driver watches a module for a while (latched
-// flags, data-ready) and lets the platform cut the wait short while it
-// processes an administrative change of the port.
-#include "framework/trace.h"
-#include "sff8636/driver.h"
+// The admin-state callback asked before every step of an observation period.
+#include "framework/observation.h"
 
-namespace qsfp::sff8636 {
+#include "framework/trace.h"
+#include "framework/wait.h"
+
+namespace qsfp::framework {
 
 namespace {
 
@@ -36,4 +36,4 @@ bool observe(qsfp_port_ctx *port, std::uint32_t steps, std::uint32_t step_us) {
     return true;
 }
 
-}  // namespace qsfp::sff8636
+}  // namespace qsfp::framework
