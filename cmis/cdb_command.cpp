@@ -98,7 +98,9 @@ std::uint32_t send_command(const Call &call, std::uint16_t id, std::span<const s
     block[2] = static_cast<std::uint8_t>(epl_length >> 8);
     block[3] = static_cast<std::uint8_t>(epl_length);
     block[4] = static_cast<std::uint8_t>(payload.size());
-    std::memcpy(block + kHeaderBytes, payload.data(), payload.size());
+    if (!payload.empty()) {
+        std::memcpy(block + kHeaderBytes, payload.data(), payload.size());  // an empty span may hold no pointer
+    }
     const std::size_t used = kHeaderBytes + payload.size();
     block[5] = check_code(std::span<const std::uint8_t>(block, used));
     for (std::size_t i = 0; i < kHeaderAfterId + payload.size(); ++i) {
