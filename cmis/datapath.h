@@ -24,9 +24,6 @@ constexpr bool lanes_in(const LaneStates &states, std::uint8_t lanes, std::uint8
     return true;
 }
 
-// The row of a datapath max-duration code; codes 14 and 15 have none and
-// take the default.
-constexpr Duration duration_or_default(std::uint32_t code) { return duration_of(code).value_or(kDefaultDuration); }
 
 // One nibble per lane, lane 1 in bits 3-0 of the first byte (page 11h
 // datapath states and configuration status alike).

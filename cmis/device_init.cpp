@@ -215,8 +215,8 @@ bool adopt_active_application(qsfp_port_ctx *port) {
 // Waits for ModuleReady as long as the module's power-up code allows.
 std::uint32_t wait_module_ready(qsfp_port_ctx *port) {
     const std::uint8_t code = state(port).power_up_code;
-    const Duration d = duration_of(code).value_or(kDefaultDuration);
-    if (!duration_of(code)) {
+    const Duration d = duration_or_default(code);
+    if (code > kLastDurationCode) {
         trace_evt(port, "Unsupported module power init max code 0x%d. Use default init/loop/retries (%d/%d/%d)\n",
                   code, d.wait_ms, d.interval_ms, d.count);
     } else {

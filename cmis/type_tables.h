@@ -107,6 +107,9 @@ constexpr std::optional<Duration> duration_of(std::uint32_t code) {
 }
 static_assert(duration_of(13)->wait_ms == 3000000 && !duration_of(14).has_value());
 
+// The wait of a code; codes 14 and 15 have no row and take the default.
+constexpr Duration duration_or_default(std::uint32_t code) { return duration_of(code).value_or(kDefaultDuration); }
+
 // Media lanes of a module type: the 400G FR4 and DR4 kinds carry four
 // wavelengths or fibres, the coherent ZR kinds one; every other type eight.
 constexpr std::uint32_t media_lane_count(std::uint32_t type) {

@@ -153,7 +153,7 @@ bool lane_monitors(Profile p) { return p == Profile::multimode || p == Profile::
 int media_lanes(const Recipe &r) {
     int most = 0;
     for (const App &a : r.apps) {
-        most = std::max(most, a.lanes & 0x0F);
+        most = std::max(most, app_media_lanes(a.lanes, a.assignment));
     }
     return most;
 }

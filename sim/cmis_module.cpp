@@ -143,11 +143,10 @@ int CmisModule::count_media_lanes() const {
         if (memory().get(0, at) == kAppUnused) {
             break;
         }
-        const int media = memory().get(0, static_cast<std::uint8_t>(at + kAppLaneCounts)) & 0x0F;
-        const int paths = std::popcount(memory().get(0, static_cast<std::uint8_t>(at + kAppHostLaneAssignment)));
-        most = std::max(most, media * std::max(paths, 1));
+        most = std::max(most, app_media_lanes(memory().get(0, static_cast<std::uint8_t>(at + kAppLaneCounts)),
+                                              memory().get(0, static_cast<std::uint8_t>(at + kAppHostLaneAssignment))));
     }
-    return most == 0 ? kLanes : std::min(most, static_cast<int>(kLanes));
+    return most == 0 ? kLanes : most;
 }
 
 void CmisModule::power_up() {

@@ -9,6 +9,7 @@
 
 #include <qsfp/sim/image_file.h>
 
+#include "support/show_text.h"
 #include "support/golden.h"
 #include "tests/cmis/cmis_images.h"
 #include "tests/cmis/cmis_port.h"
@@ -26,16 +27,7 @@ bool coherent(std::uint32_t type) { return type == QSFP_DD_TYPE_400G_ZR || type 
 
 class CmisShowTextTest : public CmisPortTest {
 protected:
-    std::string show(qsfp_port_ctx *port, std::uint32_t expected_rc = QSFP_OK) {
-        void *text = nullptr;
-        std::uint32_t len = 0;
-        EXPECT_EQ(qsfp_port_phy_reg_decode(port, &text, &len), expected_rc);
-        EXPECT_NE(text, nullptr);
-        std::string out = text != nullptr ? static_cast<char *>(text) : "";
-        EXPECT_EQ(len, out.size() + 1);
-        std::free(text);
-        return out;
-    }
+    std::string show(qsfp_port_ctx *port, std::uint32_t expected_rc = QSFP_OK) { return show_text(port, expected_rc); }
     // Reads of whole upper pages, as "R 01h 128 x128".
     std::vector<std::string> page_reads() {
         std::vector<std::string> out;

@@ -8,6 +8,7 @@
 
 #include <qsfp/sim/catalogue.h>
 
+#include "support/show_text.h"
 #include "sff8636/real_images.h"
 #include "sff8636/sff_port.h"
 #include "support/golden.h"
@@ -19,16 +20,7 @@ using qsfp::sim::Op;
 
 class ShowTextTest : public SffPortTest {
 protected:
-    std::string show(qsfp_port_ctx *port, std::uint32_t expected_rc = QSFP_OK) {
-        void *text = nullptr;
-        std::uint32_t len = 0;
-        EXPECT_EQ(qsfp_port_phy_reg_decode(port, &text, &len), expected_rc);
-        EXPECT_NE(text, nullptr);
-        std::string out = text != nullptr ? static_cast<char *>(text) : "";
-        EXPECT_EQ(len, out.size() + 1);
-        std::free(text);
-        return out;
-    }
+    std::string show(qsfp_port_ctx *port, std::uint32_t expected_rc = QSFP_OK) { return show_text(port, expected_rc); }
     qsfp_port_ctx *port_for(std::unique_ptr<qsfp::sim::Module> module) {
         insert(0, std::move(module));
         qsfp_port_ctx *port = create(0, QSFP_OK);

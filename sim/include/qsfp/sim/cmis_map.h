@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstdint>
 
 namespace qsfp::sim::cmis {
@@ -79,6 +80,15 @@ inline constexpr std::uint8_t kAppMediaInterface = 1;
 inline constexpr std::uint8_t kAppLaneCounts = 2;
 inline constexpr std::uint8_t kAppHostLaneAssignment = 3;
 inline constexpr std::uint8_t kAppUnused = 0xFF;       // host interface code of an unused descriptor
+
+// The media lanes an application occupies on the module: its media lane
+// count for each data path its host lane assignment allows (at most eight).
+constexpr int app_media_lanes(std::uint8_t lane_counts, std::uint8_t host_lane_assignment) {
+    const int paths = std::popcount(host_lane_assignment);
+    const int lanes = (lane_counts & 0x0F) * (paths > 0 ? paths : 1);
+    return lanes < kLanes ? lanes : kLanes;
+}
+static_assert(app_media_lanes(0x44, 0x11) == 8 && app_media_lanes(0x84, 0x01) == 4 && app_media_lanes(0x21, 0x55) == 4);
 
 // Media types (lower byte 85).
 inline constexpr std::uint8_t kMediaMmf = 0x01;
