@@ -65,6 +65,22 @@ inline constexpr std::string_view kTracedSources[] = {
     "cmis/cdb_command.cpp",
     "cmis/cdb_firmware.cpp",
     "cmis/cdb_execute.cpp",
+    "coherent/device_init.cpp",
+    "coherent/callbacks.cpp",
+    "coherent/get_type.cpp",
+    "coherent/port_mode.cpp",
+    "coherent/traffic.cpp",
+    "coherent/laser.cpp",
+    "coherent/inventory.cpp",
+    "coherent/register_access.cpp",
+    "coherent/cdb.cpp",
+    "coherent/config_update.cpp",
+    "coherent/perf_mon.cpp",
+    "coherent/sim_alarms.cpp",
+    "coherent/debug_info.cpp",
+    "coherent/firmware_progress.cpp",
+    "coherent/hw_status.cpp",
+    "coherent/delete_device.cpp",
 };
 
 consteval std::uint32_t source_index(std::string_view path) {

@@ -14,5 +14,6 @@
 #include <qsfp/qsfp_cmis.h>
 #include <qsfp/qsfp_compliance.h>
 #include <qsfp/qsfp_decode.h>
+#include <qsfp/coh_sdk.h>
 
 #endif /* QSFP_QSFP_H */
