@@ -1,31 +1,25 @@
 // CMIS operations: bring-up from power-on, a mode change and the live status
 // record, with the bus traffic they cost against the least their register
 // sequence needs.
+#include <cstdlib>
 #include <memory>
 
 #include <qsfp/qsfp_port_ops.h>
 #include <qsfp/sim/cmis_catalogue.h>
 #include <qsfp/sim/line_card.h>
 
-#include "bus_counters.h"
+#include "bench_port.h"
 
 namespace {
 
 using namespace qsfp;
+using bench::BenchPort;
 
 // A 400G FR4 (CMIS 4.0) fresh from power-on, no application active yet.
 std::unique_ptr<sim::CmisModule> fr4_from_power_on() {
     sim::ModuleMemory m = sim::build_memory(*sim::find_cmis_entry("400G-FR4"));
     for (std::uint8_t lane = 0; lane < 8; ++lane) m.set(0x11, 206 + lane, 0);
     return std::make_unique<sim::CmisModule>(std::move(m));
-}
-
-void add(sim::BusStats &total, const sim::BusStats &s) {
-    total.transactions += s.transactions;
-    total.bytes_read += s.bytes_read;
-    total.bytes_written += s.bytes_written;
-    total.page_select_writes += s.page_select_writes;
-    total.bits += s.bits;
 }
 
 // The least bring-up needs: lower memory and page 00h (256), thresholds (72),
@@ -36,26 +30,39 @@ void add(sim::BusStats &total, const sim::BusStats &s) {
 constexpr std::uint64_t kBringUpMinimum = 256 + 72 + 2 + 2 + 2 + 4 + 8 + 4 + 8 + 1 + 4 + 2 + 1;
 
 void BM_CmisBringUp(benchmark::State &state) {
-    sim::LineCard card(1);
-    sim::BusStats total{};
+    BenchPort p;
+    auto bring_up = [&] {
+        p.create(QSFP_DD_INIT_FULL, QSFP_DD_OPER_MODE_400G);
+        qsfp_port_delete(p.port);
+        p.port = nullptr;
+    };
+    if (bench::on_null_bus(state)) {
+        // Every recorded bring-up starts from a fresh module; replays never reach it.
+        bench::run_op(state, p, kBringUpMinimum, 1, [&] {
+            if (!p.bus.replaying()) {
+                p.cage().insert(fr4_from_power_on());
+            }
+            bring_up();
+        });
+        return;
+    }
     for (auto _ : state) {
         state.PauseTiming();
-        card.cage(0).insert(fr4_from_power_on());
-        card.cage(0).reset_stats();
+        p.cage().insert(fr4_from_power_on());
         state.ResumeTiming();
-        qsfp_port_create_params p = card.params(0, bench::evm());
-        p.init_arg = QSFP_DD_INIT_FULL;
-        p.port_mode = QSFP_DD_OPER_MODE_400G;
-        qsfp_port_create_result r{};
-        qsfp_port_create(&p, &r);
-        state.PauseTiming();
-        add(total, card.cage(0).stats());
-        qsfp_port_delete(r.handle);
-        state.ResumeTiming();
+        bring_up();
     }
-    bench::report_bus(state, total, kBringUpMinimum);
+    bench::report_bus(state, p.cage().stats(), kBringUpMinimum);
 }
-BENCHMARK(BM_CmisBringUp);
+QSFP_BENCH_BOTH_BUSES(BM_CmisBringUp);
+
+// A catalogue module in the cage, brought up with hardware initialisation.
+struct ReadyPort : BenchPort {
+    explicit ReadyPort(const char *name) {
+        card.insert(0, name);
+        create(QSFP_DD_INIT_FULL, 0);
+    }
+};
 
 // A DR4 switched between 4 x 100G (application 2) and its default 400G
 // (application 1): each change reads the active set (8) and datapath states
@@ -64,22 +71,14 @@ BENCHMARK(BM_CmisBringUp);
 constexpr std::uint64_t kModeChangeMinimum = 8 + 4 + 8 + 1 + 4 + 2 + 1;
 
 void BM_CmisModeChange(benchmark::State &state) {
-    sim::LineCard card(1);
-    card.insert(0, "400G-DR4");
-    qsfp_port_create_params p = card.params(0, bench::evm());
-    p.init_arg = QSFP_DD_INIT_FULL;
-    qsfp_port_create_result r{};
-    qsfp_port_create(&p, &r);
-    card.cage(0).reset_stats();
+    ReadyPort p("400G-DR4");
     std::uint32_t mode = QSFP_DD_OPER_MODE_4X100G;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(qsfp_port_mode_config(r.handle, mode));
+    bench::run_op(state, p, kModeChangeMinimum, 2, [&] {
+        benchmark::DoNotOptimize(qsfp_port_mode_config(p.port, mode));
         mode = mode == QSFP_DD_OPER_MODE_4X100G ? QSFP_DD_OPER_MODE_DEFAULT : QSFP_DD_OPER_MODE_4X100G;
-    }
-    bench::report_bus(state, card.cage(0).stats(), kModeChangeMinimum);
-    qsfp_port_delete(r.handle);
+    });
 }
-BENCHMARK(BM_CmisModeChange);
+QSFP_BENCH_BOTH_BUSES(BM_CmisModeChange);
 
 // The live status record of a 400G LR8: the page 11h flag and monitor block
 // (67) read twice around the flag observation, temperature (2), supply (2),
@@ -88,20 +87,40 @@ BENCHMARK(BM_CmisModeChange);
 constexpr std::uint64_t kHwStatusMinimum = 2 * 67 + 2 + 2 + 1 + 1 + 2;
 
 void BM_CmisHwStatus(benchmark::State &state) {
-    sim::LineCard card(1);
-    card.insert(0, "400G-LR8");
-    qsfp_port_create_params p = card.params(0, bench::evm());
-    p.init_arg = QSFP_DD_INIT_FULL;
-    qsfp_port_create_result r{};
-    qsfp_port_create(&p, &r);
-    card.cage(0).reset_stats();
+    ReadyPort p("400G-LR8");
     qsfp_hw_status status{};
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(qsfp_port_hw_status(r.handle, &status));
-    }
-    bench::report_bus(state, card.cage(0).stats(), kHwStatusMinimum);
-    qsfp_port_delete(r.handle);
+    bench::run_op(state, p, kHwStatusMinimum, 1,
+                  [&] { benchmark::DoNotOptimize(qsfp_port_hw_status(p.port, &status)); });
 }
-BENCHMARK(BM_CmisHwStatus);
+QSFP_BENCH_BOTH_BUSES(BM_CmisHwStatus);
+
+// The show text of a 400G LR8: lower memory and pages 00h-02h, 10h and 11h.
+void BM_CmisShowText(benchmark::State &state) {
+    ReadyPort p("400G-LR8");
+    bench::run_op(state, p, 128 * 6, 1, [&] {
+        void *text = nullptr;
+        std::uint32_t len = 0;
+        benchmark::DoNotOptimize(qsfp_port_phy_reg_decode(p.port, &text, &len));
+        std::free(text);
+    });
+}
+QSFP_BENCH_BOTH_BUSES(BM_CmisShowText);
+
+// Tx equaliser of all eight lanes of a DR4 with its outputs disabled,
+// alternating between two settings: the active set is read (4 + the explicit
+// control bytes), the staged values (4) and the eight explicit-control bytes
+// are written, then ApplyDPInit (1) and the configuration status (4).
+void BM_CmisSiChange(benchmark::State &state) {
+    ReadyPort p("400G-DR4");
+    p.port->fvt.port_disable(p.port, 0xFF, 0);
+    std::uint8_t low[8] = {1, 1, 1, 1, 1, 1, 1, 1};
+    std::uint8_t high[8] = {3, 3, 3, 3, 3, 3, 3, 3};
+    bool up = false;
+    bench::run_op(state, p, 0, 2, [&] {
+        up = !up;
+        benchmark::DoNotOptimize(qsfp_modify_si_values(p.port, 0xFF, up ? high : low, 0, nullptr, 0, nullptr, 0, nullptr));
+    });
+}
+QSFP_BENCH_BOTH_BUSES(BM_CmisSiChange);
 
 }  // namespace

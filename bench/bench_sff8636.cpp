@@ -1,75 +1,117 @@
-// SFF-8636 operations: bring-up, the live status record and a port enable.
+// SFF-8636 operations on a QSFP28 SR4: bring-up, the live status record, the
+// DOM reports, the show text, a port enable and an equaliser change, each on
+// the emulated bus and on the null bus.
+#include <cstdlib>
 #include <memory>
 
 #include <qsfp/qsfp_port_ops.h>
-#include <qsfp/sim/line_card.h>
 
-#include "bus_counters.h"
+#include "bench_port.h"
 #include "sff8636/sff_port.h"
 
 namespace {
 
 using namespace qsfp;
+using bench::BenchPort;
 
-// Bring-up of a QSFP28 SR4 with hardware initialisation: the least it needs
-// is the status byte and the 640-byte image.
+// The least bring-up with hardware initialisation needs: the status byte and
+// the 640-byte image.
+constexpr std::uint64_t kBringUpMinimum = 1 + 640;
+
 void BM_BringUp(benchmark::State &state) {
-    sim::LineCard card(1);
-    sim::BusStats total{};
+    BenchPort p;
+    auto bring_up = [&] {
+        p.create(1, 0);
+        qsfp_port_delete(p.port);
+        p.port = nullptr;
+    };
+    if (bench::on_null_bus(state)) {
+        // Every recorded bring-up starts from a fresh module; replays never reach it.
+        bench::run_op(state, p, kBringUpMinimum, 1, [&] {
+            if (!p.bus.replaying()) {
+                p.cage().insert(std::make_unique<sim::Module>(test::qsfp28_memory()));
+            }
+            bring_up();
+        });
+        return;
+    }
     for (auto _ : state) {
-        card.cage(0).insert(std::make_unique<sim::Module>(test::qsfp28_memory()));
-        card.cage(0).reset_stats();
-        qsfp_port_create_params p = card.params(0, bench::evm());
-        p.init_arg = 1;
-        qsfp_port_create_result r{};
-        qsfp_port_create(&p, &r);
-        const sim::BusStats s = card.cage(0).stats();
-        total.transactions += s.transactions;
-        total.bytes_read += s.bytes_read;
-        total.bytes_written += s.bytes_written;
-        total.page_select_writes += s.page_select_writes;
-        total.bits += s.bits;
         state.PauseTiming();
-        qsfp_port_delete(r.handle);
+        p.cage().insert(std::make_unique<sim::Module>(test::qsfp28_memory()));
         state.ResumeTiming();
+        bring_up();
     }
-    bench::report_bus(state, total, 1 + 640);
+    bench::report_bus(state, p.cage().stats(), kBringUpMinimum);
 }
-BENCHMARK(BM_BringUp);
+QSFP_BENCH_BOTH_BUSES(BM_BringUp);
 
-struct ReadyPort {
-    sim::LineCard card{1};
-    qsfp_port_ctx *port = nullptr;
+// A QSFP28 SR4 whose Tx equalisers are programmable (page 00h byte 193 bit 2)
+// and not adaptive.
+sim::ModuleMemory programmable_sr4() {
+    sim::ModuleMemory m = test::qsfp28_memory();
+    m.set(0, 193, static_cast<std::uint8_t>((m.get(0, 193) | 0x04) & ~0x08));
+    test::fix_checksums(m);
+    return m;
+}
+
+struct ReadyPort : BenchPort {
     ReadyPort() {
-        card.cage(0).insert(std::make_unique<sim::Module>(test::qsfp28_memory()));
-        qsfp_port_create_params p = card.params(0, bench::evm());
-        qsfp_port_create_result r{};
-        qsfp_port_create(&p, &r);
-        port = r.handle;
-        card.cage(0).reset_stats();
+        cage().insert(std::make_unique<sim::Module>(programmable_sr4()));
+        create(0, 0);
     }
-    ~ReadyPort() { qsfp_port_delete(port); }
 };
 
 // Tx disable, status, monitors, and the flags: bytes 2, 3-14, 22-23, 26-27, 34-57, 86.
 void BM_HwStatus(benchmark::State &state) {
     ReadyPort p;
     qsfp_hw_status status{};
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(qsfp_port_hw_status(p.port, &status));
-    }
-    bench::report_bus(state, p.card.cage(0).stats(), 1 + 12 + 2 + 2 + 24 + 1);
+    bench::run_op(state, p, 1 + 12 + 2 + 2 + 24 + 1, 1,
+                  [&] { benchmark::DoNotOptimize(qsfp_port_hw_status(p.port, &status)); });
 }
-BENCHMARK(BM_HwStatus);
+QSFP_BENCH_BOTH_BUSES(BM_HwStatus);
+
+// The five DOM reports one after the other (kind 6).
+void BM_DomReports(benchmark::State &state) {
+    ReadyPort p;
+    static char text[16384];
+    bench::run_op(state, p, 0, 1,
+                  [&] { benchmark::DoNotOptimize(qsfp_port_dom_info(p.port, text, 6, sizeof text)); });
+}
+QSFP_BENCH_BOTH_BUSES(BM_DomReports);
+
+// The show text: the whole image, read once.
+void BM_ShowText(benchmark::State &state) {
+    ReadyPort p;
+    bench::run_op(state, p, 640, 1, [&] {
+        void *text = nullptr;
+        std::uint32_t len = 0;
+        benchmark::DoNotOptimize(qsfp_port_phy_reg_decode(p.port, &text, &len));
+        std::free(text);
+    });
+}
+QSFP_BENCH_BOTH_BUSES(BM_ShowText);
 
 void BM_PortEnable(benchmark::State &state) {
     ReadyPort p;
-    for (auto _ : state) {
+    bench::run_op(state, p, 0, 1, [&] {
         qsfp_port_admin_state(p.port, 0, 1, 0x0F);
         qsfp_port_admin_state(p.port, 1, 0, 0x0F);
-    }
-    bench::report_bus(state, p.card.cage(0).stats(), 0);
+    });
 }
-BENCHMARK(BM_PortEnable);
+QSFP_BENCH_BOTH_BUSES(BM_PortEnable);
+
+// Tx equaliser of all four lanes, alternating between two settings: the
+// two equaliser bytes 234-235 of page 03h are read and written.
+void BM_EqualiserChange(benchmark::State &state) {
+    ReadyPort p;
+    std::uint8_t low[4] = {1, 1, 1, 1};
+    std::uint8_t high[4] = {3, 3, 3, 3};
+    bool up = false;
+    bench::run_op(state, p, 2 + 2, 2, [&] {
+        up = !up;
+        benchmark::DoNotOptimize(qsfp_modify_eq(p.port, 0x0F, up ? high : low));
+    });
+}
+QSFP_BENCH_BOTH_BUSES(BM_EqualiserChange);
 
 }  // namespace

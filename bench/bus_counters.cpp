@@ -27,4 +27,16 @@ void report_bus(benchmark::State &state, const sim::BusStats &stats, std::uint64
     }
 }
 
+void report_library_cpu(benchmark::State &state, std::uint64_t cpu_ns, const sim::BusStats &one_cycle, unsigned cycle) {
+    const double n = static_cast<double>(state.iterations());
+    const double lib_us = static_cast<double>(cpu_ns) / 1e3 / n;
+    const double bus_us_1m = one_cycle.seconds_at(sim::kBus1MHz) * 1e6 / cycle;
+    state.counters["lib_cpu_us"] = lib_us;
+    state.counters["bus_us_400k"] = one_cycle.seconds_at(sim::kBus400kHz) * 1e6 / cycle;
+    state.counters["bus_us_1M"] = bus_us_1m;
+    if (bus_us_1m > 0) {
+        state.counters["cpu_pct_of_bus_1M"] = 100.0 * lib_us / bus_us_1m;
+    }
+}
+
 }  // namespace qsfp::bench

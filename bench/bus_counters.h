@@ -17,4 +17,9 @@ void *evm();
 // iteration, and bytes moved over `minimum_bytes`, the least the operation needs.
 void report_bus(benchmark::State &state, const sim::BusStats &stats, std::uint64_t minimum_bytes);
 
+// Reports the library's CPU per iteration (`cpu_ns` over all iterations),
+// the bus time of the traffic one cycle of `cycle` iterations moves, and the
+// share of that bus time at 1 MHz the CPU amounts to.
+void report_library_cpu(benchmark::State &state, std::uint64_t cpu_ns, const sim::BusStats &one_cycle, unsigned cycle);
+
 }  // namespace qsfp::bench

@@ -76,14 +76,25 @@ void Cage::reset_stats() {
 
 std::vector<Transaction> Cage::log() const {
     std::lock_guard lock(mu_);
-    return log_;
+    return log_.entries();
 }
 
 std::vector<Transaction> Cage::writes() const {
     std::lock_guard lock(mu_);
     std::vector<Transaction> out;
-    std::copy_if(log_.begin(), log_.end(), std::back_inserter(out), [](const Transaction &t) { return t.op == Op::write; });
+    const std::vector<Transaction> held = log_.entries();
+    std::copy_if(held.begin(), held.end(), std::back_inserter(out), [](const Transaction &t) { return t.op == Op::write; });
     return out;
+}
+
+std::uint64_t Cage::logged() const {
+    std::lock_guard lock(mu_);
+    return log_.recorded();
+}
+
+void Cage::set_log_capacity(std::size_t capacity) {
+    std::lock_guard lock(mu_);
+    log_.set_capacity(capacity);
 }
 
 void Cage::clear_log() {
@@ -154,8 +165,8 @@ void Cage::account(const Transaction &t, bool direct) {
 }
 
 std::uint32_t Cage::transfer(Op op, std::uint8_t reg, std::uint8_t page, std::uint32_t len, std::uint8_t *in,
-                             const std::uint8_t *out, bool direct) {
-    Transaction t{op, false, reg, 0, len, 0, {}};
+                             const std::uint8_t *out, bool direct, bool bit_bang) {
+    Transaction t{op, bit_bang, reg, 0, len, 0, {}};
     ++transaction_count_;
     if (!module_) {
         t.rc = kNoModuleCode;
@@ -199,8 +210,9 @@ std::uint32_t Cage::transfer(Op op, std::uint8_t reg, std::uint8_t page, std::ui
         t.data.assign(out, out + len);
     }
     account(t, direct);
-    log_.push_back(std::move(t));
-    return log_.back().rc;
+    const std::uint32_t rc = t.rc;
+    log_.push(std::move(t));
+    return rc;
 }
 
 std::uint32_t Cage::read(std::uint8_t reg, std::uint8_t page, std::uint32_t len, void *buf) {
@@ -226,8 +238,7 @@ std::uint32_t Cage::bit_bang_read(std::uint8_t reg, std::uint8_t page, std::uint
     std::lock_guard lock(mu_);
     // Byte by byte on the raw bus, `arg` nanoseconds apart.
     const BusStats before = stats_;
-    const std::uint32_t rc = transfer(Op::read, reg, page, len, static_cast<std::uint8_t *>(buf), nullptr, false);
-    log_.back().bit_bang = true;
+    const std::uint32_t rc = transfer(Op::read, reg, page, len, static_cast<std::uint8_t *>(buf), nullptr, false, true);
     if (rc == 0 && len > 1) {
         stats_.transactions = before.transactions + len;
         stats_.bits = before.bits + len * read_bits(1);

@@ -14,7 +14,7 @@ VirtualClock &VirtualClock::instance() {
 void VirtualClock::sleep_us(std::uint64_t us) {
     {
         std::lock_guard lock(mu_);
-        sleeps_us_.push_back(us);
+        sleeps_us_.push(us);
     }
     advance_ns(us * 1000);
 }
@@ -75,7 +75,17 @@ void VirtualClock::stop_driving(levm *lv) {
 
 std::vector<std::uint64_t> VirtualClock::sleeps_us() const {
     std::lock_guard lock(mu_);
-    return sleeps_us_;
+    return sleeps_us_.entries();
+}
+
+std::uint64_t VirtualClock::sleep_count() const {
+    std::lock_guard lock(mu_);
+    return sleeps_us_.recorded();
+}
+
+void VirtualClock::set_sleep_log_capacity(std::size_t capacity) {
+    std::lock_guard lock(mu_);
+    sleeps_us_.set_capacity(capacity);
 }
 
 void VirtualClock::clear_sleeps() {

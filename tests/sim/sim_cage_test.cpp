@@ -139,6 +139,26 @@ TEST_F(CageTest, LogRecordsWritesWithTheirPageAndBytes) {
     EXPECT_TRUE(cage_.log().empty());
 }
 
+TEST_F(CageTest, FullLogDropsItsOldestTransactionsAndKeepsCounting) {
+    cage_.set_log_capacity(3);
+    for (std::uint8_t v = 1; v <= 5; ++v) {
+        cage_.write(86, 0, 1, &v);
+    }
+    const auto held = cage_.log();
+    ASSERT_EQ(held.size(), 3u);
+    EXPECT_EQ(held.front().data, std::vector<std::uint8_t>{3});
+    EXPECT_EQ(held.back().data, std::vector<std::uint8_t>{5});
+    EXPECT_EQ(cage_.logged(), 5u);
+    EXPECT_EQ(cage_.stats().transactions, 5u);
+    cage_.set_log_capacity(0);
+    std::uint8_t b = 0;
+    EXPECT_EQ(cage_.read(0, 0, 1, &b), 0u);
+    EXPECT_TRUE(cage_.log().empty());
+    EXPECT_EQ(cage_.logged(), 6u);
+    cage_.clear_log();
+    EXPECT_EQ(cage_.logged(), 0u);
+}
+
 TEST_F(CageTest, AccountingCountsBitsOfEachTransaction) {
     std::uint8_t b[8] = {};
     cage_.read(0, 0, 8, b);     // 3 + 9 * (3 + 8) = 102 bits

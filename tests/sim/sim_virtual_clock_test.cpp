@@ -55,6 +55,18 @@ TEST_F(VirtualClockTest, UsleepAdvancesTheClockAndIsRecorded) {
     EXPECT_EQ(levm_ref_now_ns(lv_), VirtualClock::instance().now_ns());
 }
 
+TEST_F(VirtualClockTest, SleepRecordKeepsTheNewestWaitsAndCountsThemAll) {
+    VirtualClock::instance().set_sleep_log_capacity(2);
+    const std::uint64_t start = VirtualClock::instance().now_ns();
+    usleep(1);
+    usleep(2);
+    usleep(3);
+    EXPECT_EQ(VirtualClock::instance().sleeps_us(), (std::vector<std::uint64_t>{2, 3}));
+    EXPECT_EQ(VirtualClock::instance().sleep_count(), 3u);
+    EXPECT_EQ(VirtualClock::instance().now_ns() - start, 6000u);
+    VirtualClock::instance().set_sleep_log_capacity(qsfp::sim::kDefaultLogCapacity);
+}
+
 TEST_F(VirtualClockTest, TimersFireAtTheirOwnTimeDuringALongSleep) {
     const std::uint64_t start = VirtualClock::instance().now_ns();
     mgd_timer *a = mgd_timer_leaf_new(tree_, 0, 1, nullptr);

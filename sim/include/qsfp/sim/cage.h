@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <qsfp/qsfp_types.h>
+#include <qsfp/sim/bounded_log.h>
 #include <qsfp/sim/module.h>
 
 namespace qsfp::sim {
@@ -79,9 +80,13 @@ public:
 
     BusStats stats() const;
     void reset_stats();
+    // The log holds the newest transactions (kDefaultLogCapacity unless set),
+    // oldest first; logged() counts every transaction since the last clear.
     std::vector<Transaction> log() const;
     // Writes only, in order (page-select writes included).
     std::vector<Transaction> writes() const;
+    std::uint64_t logged() const;
+    void set_log_capacity(std::size_t capacity);
     void clear_log();
 
     std::uint32_t read(std::uint8_t reg, std::uint8_t page, std::uint32_t len, void *buf);
@@ -106,7 +111,7 @@ private:
     std::uint8_t effective_page(std::uint32_t addr, std::uint8_t page_arg, bool direct) const;
     void account(const Transaction &t, bool direct);
     std::uint32_t transfer(Op op, std::uint8_t reg, std::uint8_t page, std::uint32_t len, std::uint8_t *in,
-                           const std::uint8_t *out, bool direct);
+                           const std::uint8_t *out, bool direct, bool bit_bang = false);
 
     mutable std::mutex mu_;
     std::unique_ptr<Module> module_;
@@ -117,7 +122,7 @@ private:
     std::vector<NthFault> nth_faults_;
     std::uint64_t transaction_count_ = 0;
     BusStats stats_;
-    std::vector<Transaction> log_;
+    BoundedLog<Transaction> log_;
 };
 
 }  // namespace qsfp::sim

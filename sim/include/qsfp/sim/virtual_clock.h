@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <qsfp/platform.h>
+#include <qsfp/sim/bounded_log.h>
 
 namespace qsfp::sim {
 
@@ -30,8 +31,12 @@ public:
     void drive(levm *lv);
     void stop_driving(levm *lv);
 
-    // Waits recorded by sleep_us, in microseconds, in order.
+    // The newest waits recorded by sleep_us (kDefaultLogCapacity unless set),
+    // in microseconds, in order; sleep_count() counts every wait since the
+    // last clear.
     std::vector<std::uint64_t> sleeps_us() const;
+    std::uint64_t sleep_count() const;
+    void set_sleep_log_capacity(std::size_t capacity);
     void clear_sleeps();
 
     // Real time: usleep sleeps for real and the clock is not moved.
@@ -45,7 +50,7 @@ private:
     std::atomic<std::uint64_t> now_ns_{0};
     std::atomic<bool> real_time_{false};
     mutable std::mutex mu_;
-    std::vector<std::uint64_t> sleeps_us_;
+    BoundedLog<std::uint64_t> sleeps_us_;
     std::vector<levm *> driven_;
 };
 
