@@ -18,16 +18,24 @@ constexpr std::uint32_t kHalfLine = 7;      // the byte followed by " : "
 constexpr std::size_t kLineSize = 81;
 constexpr long long kLineLimit = 80;
 
+// One byte as "%02x " prints it, or "%02x : " at the middle of the line;
+// by table, as a show text dumps a few thousand bytes.
+void hex_byte(std::uint8_t value, bool half_line, char (&piece)[kLineSize]) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    piece[0] = kDigits[value >> 4];
+    piece[1] = kDigits[value & 0x0F];
+    piece[2] = ' ';
+    piece[3] = half_line ? ':' : '\0';
+    piece[4] = ' ';
+    piece[5] = '\0';
+}
+
 void format_line(const std::uint8_t *bytes, std::uint32_t address, char (&line)[kLineSize]) {
     char piece[kLineSize] = {};
     std::snprintf(piece, sizeof piece, "0x%04x: ", address);
     append_bounded(line, kLineLimit, piece);
     for (std::uint32_t i = 0; i < kBytesPerLine; ++i) {
-        if (i == kHalfLine) {
-            std::snprintf(piece, sizeof piece, "%02x : ", bytes[i]);
-        } else {
-            std::snprintf(piece, sizeof piece, "%02x ", bytes[i]);
-        }
+        hex_byte(bytes[i], i == kHalfLine, piece);
         append_bounded(line, kLineLimit, piece);
     }
     append_bounded(line, kLineLimit, "\n");

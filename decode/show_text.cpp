@@ -29,7 +29,8 @@ Zeroed zeroed(std::size_t bytes) {
 }
 
 ShowText::ShowText(char *work, std::uint32_t size, const char *name)
-    : work_(work), remaining_(size > INT_MAX ? INT_MAX : static_cast<int>(size)), name_(name) {}
+    : work_(work), used_(strnlen(work, kWorkTextCapacity)),
+      remaining_(size > INT_MAX ? INT_MAX : static_cast<int>(size)), name_(name) {}
 
 void ShowText::line(const char *format, ...) {
     va_list args;
@@ -70,11 +71,20 @@ void ShowText::append(const char *format, va_list args) {
     }
     // A caller size above 9000 lets the work text reach its capacity; the
     // bounded concatenation then refuses the line and empties the text, and
-    // the build goes on from there.
-    const errno_t rc = strncat_s(work_, kWorkTextCapacity, scratch.get(), kLineLimit);
+    // the build goes on from there. The concatenation starts at the known
+    // end of the text and is bounded by the line itself where the room
+    // allows, so a long text costs neither a rescan nor a clearing of the
+    // free room per line.
+    const std::size_t room = kWorkTextCapacity - used_;
+    const std::size_t needed = strnlen(scratch.get(), kLineLimit) + 1;
+    const errno_t rc = strncat_s(work_ + used_, needed < room ? needed : room, scratch.get(), kLineLimit);
     if (rc != 0) {
+        work_[0] = '\0';
+        used_ = 0;
         std::fprintf(stderr, "SIZE%d size%d nrc%d \n", remaining_, length, static_cast<int>(rc));
+        return;
     }
+    used_ += strnlen(work_ + used_, kWorkTextCapacity - used_);
 }
 
 void ShowText::dump(const std::uint8_t *bytes, std::uint32_t address) {

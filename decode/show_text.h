@@ -59,6 +59,7 @@ private:
     void append(const char *format, va_list args) __attribute__((format(printf, 2, 0)));
 
     char *work_;
+    std::size_t used_;  // length of the text in work_
     int remaining_;
     const char *name_;
     int status_ = 0;

@@ -1,7 +1,9 @@
 #include <qsfp/sim/cage.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 namespace qsfp::sim {
 
@@ -95,6 +97,20 @@ std::uint64_t Cage::logged() const {
 void Cage::set_log_capacity(std::size_t capacity) {
     std::lock_guard lock(mu_);
     log_.set_capacity(capacity);
+}
+
+void Cage::set_real_bus_clock(std::uint32_t clock_hz) {
+    std::lock_guard lock(mu_);
+    real_bus_hz_ = clock_hz;
+}
+
+// Keeps the cage busy for as long as the transaction's bits take on a real
+// bus; other cages carry on meanwhile. Real time on purpose, not the
+// library's usleep: this is the bus, not the library, waiting.
+void Cage::hold_bus(std::uint64_t bits) const {
+    if (real_bus_hz_ != 0 && bits != 0) {
+        std::this_thread::sleep_for(std::chrono::nanoseconds(bits * 1000000000u / real_bus_hz_));
+    }
 }
 
 void Cage::clear_log() {
@@ -209,7 +225,9 @@ std::uint32_t Cage::transfer(Op op, std::uint8_t reg, std::uint8_t page, std::ui
     if (op == Op::write && out != nullptr) {
         t.data.assign(out, out + len);
     }
+    const std::uint64_t bits_before = stats_.bits;
     account(t, direct);
+    hold_bus(stats_.bits - bits_before);
     const std::uint32_t rc = t.rc;
     log_.push(std::move(t));
     return rc;

@@ -86,6 +86,9 @@ public:
     // Writes only, in order (page-select writes included).
     std::vector<Transaction> writes() const;
     std::uint64_t logged() const;
+    // With a clock rate set, every transaction holds the cage for the time
+    // its bits take on a real bus at that rate (0: no time at all).
+    void set_real_bus_clock(std::uint32_t clock_hz);
     void set_log_capacity(std::size_t capacity);
     void clear_log();
 
@@ -110,6 +113,7 @@ private:
     std::uint32_t fault_for(Op op, std::uint8_t reg, std::uint8_t page, std::uint32_t len);
     std::uint8_t effective_page(std::uint32_t addr, std::uint8_t page_arg, bool direct) const;
     void account(const Transaction &t, bool direct);
+    void hold_bus(std::uint64_t bits) const;
     std::uint32_t transfer(Op op, std::uint8_t reg, std::uint8_t page, std::uint32_t len, std::uint8_t *in,
                            const std::uint8_t *out, bool direct, bool bit_bang = false);
 
@@ -123,6 +127,7 @@ private:
     std::uint64_t transaction_count_ = 0;
     BusStats stats_;
     BoundedLog<Transaction> log_;
+    std::uint32_t real_bus_hz_ = 0;
 };
 
 }  // namespace qsfp::sim
