@@ -60,8 +60,20 @@ void Cage::fail_nth_access(std::uint32_t n, std::uint32_t code) {
     nth_faults_.push_back({transaction_count_ + n, code});
 }
 
+void Cage::pull_at_nth_access(std::uint32_t n) {
+    std::lock_guard lock(mu_);
+    pull_at_ = transaction_count_ + n;
+}
+
+std::unique_ptr<Module> Cage::pulled() {
+    std::lock_guard lock(mu_);
+    pull_at_ = 0;
+    return std::move(pulled_);
+}
+
 void Cage::clear_faults() {
     std::lock_guard lock(mu_);
+    pull_at_ = 0;
     range_faults_.clear();
     nth_faults_.clear();
 }
@@ -183,7 +195,9 @@ void Cage::account(const Transaction &t, bool direct) {
 std::uint32_t Cage::transfer(Op op, std::uint8_t reg, std::uint8_t page, std::uint32_t len, std::uint8_t *in,
                              const std::uint8_t *out, bool direct, bool bit_bang) {
     Transaction t{op, bit_bang, reg, 0, len, 0, {}};
-    ++transaction_count_;
+    if (++transaction_count_ == pull_at_ && module_) {
+        pulled_ = std::move(module_);
+    }
     if (!module_) {
         t.rc = kNoModuleCode;
     } else {

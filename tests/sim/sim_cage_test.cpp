@@ -117,6 +117,19 @@ TEST_F(CageTest, NthAccessFails) {
     EXPECT_EQ(cage_.read(0, 0, 1, &b), 0u);
 }
 
+TEST_F(CageTest, ModulePulledAtTheNthAccessLeavesTheCageEmptyFromThere) {
+    std::uint8_t b = 0;
+    cage_.pull_at_nth_access(2);
+    EXPECT_EQ(cage_.read(0, 0, 1, &b), 0u);
+    EXPECT_EQ(cage_.read(0, 0, 1, &b), kNoModuleCode);
+    EXPECT_EQ(cage_.read(0, 0, 1, &b), kNoModuleCode);
+    EXPECT_EQ(cage_.module(), nullptr);
+    std::unique_ptr<Module> back = cage_.pulled();
+    ASSERT_NE(back, nullptr);
+    cage_.insert(std::move(back));
+    EXPECT_EQ(cage_.read(0, 0, 1, &b), 0u);
+}
+
 TEST_F(CageTest, FailedWriteChangesNothing) {
     cage_.fail_range(Op::write, -1, 86, 86, 5);
     std::uint8_t v = 0x0F;

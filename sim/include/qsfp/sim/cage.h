@@ -76,6 +76,10 @@ public:
     void fail_range(Op op, int page, std::uint8_t first, std::uint8_t last, std::uint32_t code, std::uint32_t times = 0);
     // The n-th access from now (1 = the next one) fails with `code`.
     void fail_nth_access(std::uint32_t n, std::uint32_t code);
+    // The module is pulled out just before the n-th access from now (1 = the
+    // next one), which then finds the cage empty; pulled() hands it back.
+    void pull_at_nth_access(std::uint32_t n);
+    std::unique_ptr<Module> pulled();
     void clear_faults();
 
     BusStats stats() const;
@@ -124,6 +128,8 @@ private:
     std::uint8_t adapter_page_ = 0;
     std::vector<RangeFault> range_faults_;
     std::vector<NthFault> nth_faults_;
+    std::uint64_t pull_at_ = 0;  // 0: no pull planned
+    std::unique_ptr<Module> pulled_;
     std::uint64_t transaction_count_ = 0;
     BusStats stats_;
     BoundedLog<Transaction> log_;

@@ -1,0 +1,1 @@
+qsfp_test(hardening/hardening_fault_matrix_test LABELS hardening)
