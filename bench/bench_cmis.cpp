@@ -94,10 +94,11 @@ void BM_CmisHwStatus(benchmark::State &state) {
 }
 QSFP_BENCH_BOTH_BUSES(BM_CmisHwStatus);
 
-// The show text of a 400G LR8: lower memory and pages 00h-02h, 10h and 11h.
+// The show text of a 400G LR8: lower memory and pages 00h-03h, 10h and 11h
+// (7 x 128), and the six page selects that walk from 11h back to 00h and on.
 void BM_CmisShowText(benchmark::State &state) {
     ReadyPort p("400G-LR8");
-    bench::run_op(state, p, 128 * 6, 1, [&] {
+    bench::run_op(state, p, 7 * 128 + 6, 1, [&] {
         void *text = nullptr;
         std::uint32_t len = 0;
         benchmark::DoNotOptimize(qsfp_port_phy_reg_decode(p.port, &text, &len));

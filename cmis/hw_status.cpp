@@ -222,6 +222,8 @@ std::uint32_t module_status(qsfp_port_ctx *port, std::uint32_t lanes, Status *st
             return rc;
         }
     }
+    // Whole nanometres: the integer division drops the 0.05 nm steps on purpose.
+    // NOLINTNEXTLINE(bugprone-integer-division)
     status->wavelength_nm = static_cast<float>(word_at(state(port).wavelength) / kWavelengthUnit);
     status->thresholds = port->thresholds;
     store_lane_flags(block, dom_support, lanes, status);

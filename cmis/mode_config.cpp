@@ -215,7 +215,11 @@ std::uint32_t mode_config(qsfp_port_ctx *port, std::uint32_t mode) {
                 return kRefused;
             }
         } else {
-            (current == QSFP_DD_OPER_MODE_DEFAULT ? current : target) = default_mode;
+            if (current == QSFP_DD_OPER_MODE_DEFAULT) {
+                current = default_mode;
+            } else {
+                target = default_mode;
+            }
             if (current == target) {
                 return QSFP_OK;
             }

@@ -214,6 +214,7 @@ extern "C" char *qsfp8636_id_temp_threshold_to_string(uint16_t raw, char *field,
     // The integer part is the signed high byte and the fraction is always
     // added as a positive number (FA80h, -5.5 C, reads " -6.500 C"); the
     // show output has always read so and is kept.
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse): the high byte is a two's complement number
     const int whole = static_cast<std::int8_t>(raw >> 8);
     const unsigned thousandths = ((raw & 0xFFu) * 1000u) >> 8;
     const char sign = whole < 0 ? ' ' : '+';

@@ -55,11 +55,11 @@ extern "C" uint32_t qsfp_debug_copy_page_info(char *out, uint32_t offset, uint32
     }
     // Stops at the first piece that does not fit; the area then counts as used up.
     BoundedText w(out, room);
-    bool more = w.add(std::snprintf(w.cursor(), w.left(), "\nRead Data :\n\n    Page = %d, Offset = 0x%08x :  ", page,
+    bool more = w.add(std::snprintf(w.cursor(), w.left(), "\nRead Data :\n\n    Page = %u, Offset = 0x%08x :  ", page,
                                     offset));
     for (std::uint32_t i = 0; more && i < kHalfPage; ++i) {
         if (i != 0 && i % kBytesPerLine == 0) {
-            more = w.add(std::snprintf(w.cursor(), w.left(), "\n    Page = %d, Offset = 0x%08x :  ", page, offset + i));
+            more = w.add(std::snprintf(w.cursor(), w.left(), "\n    Page = %u, Offset = 0x%08x :  ", page, offset + i));
         }
         more = more && w.add(std::snprintf(w.cursor(), w.left(), "0x%02x  ", bytes[i]));
     }

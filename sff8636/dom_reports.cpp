@@ -317,9 +317,9 @@ std::uint32_t control_mask_lines(qsfp_port_ctx *port, BoundedText &t, const Read
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
         const std::uint8_t tx_bit = static_cast<std::uint8_t>(1u << lane);
         const std::uint8_t rx_bit = static_cast<std::uint8_t>(0x10u << lane);
-        t.add(std::snprintf(t.cursor(), t.left(), "TX%d    SQ disable  \t\t   %s\n", lane + 1, yes_no(squelch & tx_bit)));
-        t.add(std::snprintf(t.cursor(), t.left(), "RX%d    SQ disable  \t\t   %s\n", lane + 1, yes_no(squelch & rx_bit)));
-        t.add(std::snprintf(t.cursor(), t.left(), "RX%d    output disable\t\t   %s\n", lane + 1,
+        t.add(std::snprintf(t.cursor(), t.left(), "TX%u    SQ disable  \t\t   %s\n", lane + 1, yes_no(squelch & tx_bit)));
+        t.add(std::snprintf(t.cursor(), t.left(), "RX%u    SQ disable  \t\t   %s\n", lane + 1, yes_no(squelch & rx_bit)));
+        t.add(std::snprintf(t.cursor(), t.left(), "RX%u    output disable\t\t   %s\n", lane + 1,
                             yes_no(outputs & rx_bit)));
     }
     Reads masks;

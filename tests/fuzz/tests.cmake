@@ -77,6 +77,16 @@ if(QSFP_BUILD_FUZZ)
   target_link_libraries(fuzz_cmis_bring_up PRIVATE qsfp_sim qsfp_sim_usleep)
 endif()
 
+# CDB commands against random CDB answers; SI, mode and lane operations with
+# random arguments.
+foreach(target cdb_random_replies si_mode_args)
+  qsfp_fuzz_target(fuzz_${target} ${target}_fuzz.cpp)
+  target_link_libraries(fuzz_${target}_replay PRIVATE qsfp_sim qsfp_sim_usleep)
+  if(QSFP_BUILD_FUZZ)
+    target_link_libraries(fuzz_${target} PRIVATE qsfp_sim qsfp_sim_usleep)
+  endif()
+endforeach()
+
 # All the libFuzzer binaries, for a brief fuzzing run (scripts/fuzz.sh).
 if(QSFP_BUILD_FUZZ)
   get_property(qsfp_fuzzers GLOBAL PROPERTY QSFP_FUZZERS)
