@@ -148,6 +148,9 @@ void show_progress(Context &ctx, std::vector<std::unique_ptr<CdbJob>> &jobs, std
 
 void run_jobs(Context &ctx, std::vector<std::unique_ptr<CdbJob>> &jobs, const CdbArgs &args, std::uintmax_t size) {
     const std::uint32_t command = cdb_command(args);
+    const bool download = args.action == "download";
+    // Every cage's line at 0% before anything is sent, then redrawn.
+    if (download) show_progress(ctx, jobs, size, true);
     std::vector<std::thread> threads;
     for (auto &job : jobs) {
         threads.emplace_back([&args, command, raw = job.get()] {
@@ -157,10 +160,9 @@ void run_jobs(Context &ctx, std::vector<std::unique_ptr<CdbJob>> &jobs, const Cd
             raw->done = true;
         });
     }
-    const bool download = args.action == "download";
-    for (bool first = true;; first = false) {
+    for (;;) {
         const bool all_done = std::all_of(jobs.begin(), jobs.end(), [](const auto &j) { return j->done.load(); });
-        if (download) show_progress(ctx, jobs, size, first);
+        if (download) show_progress(ctx, jobs, size, false);
         if (all_done) break;
         std::this_thread::sleep_for(kRedrawPeriod);
     }
