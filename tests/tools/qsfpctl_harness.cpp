@@ -47,6 +47,34 @@ int line_count(const std::string &text) {
     return lines + (!text.empty() && text.back() != '\n' ? 1 : 0);
 }
 
+namespace {
+
+std::string file_text(const std::filesystem::path &path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+std::vector<std::string> metric_samples(const std::string &exposition, std::string &error) {
+    const std::filesystem::path dir = scratch_dir("metrics_parse");
+    write_text(dir / "metrics.prom", exposition);
+    const std::string command = std::string(QSFPCTL_PYTHON) + " " + QSFPCTL_METRICS_PARSER + " " +
+                                (dir / "metrics.prom").string() + " >" + (dir / "samples.txt").string() + " 2>" +
+                                (dir / "errors.txt").string();
+    const int status = std::system(command.c_str());
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        error = "status " + std::to_string(status) + ": " + file_text(dir / "errors.txt");
+        return {};
+    }
+    std::vector<std::string> samples;
+    std::istringstream lines(file_text(dir / "samples.txt"));
+    for (std::string line; std::getline(lines, line);) samples.push_back(line);
+    return samples;
+}
+
 std::string schema_errors(const std::string &name, const std::string &json) {
     const std::filesystem::path dir = scratch_dir("schema_" + name);
     const std::filesystem::path doc = dir / "output.json";

@@ -22,6 +22,11 @@ Outcome run(const std::vector<std::string> &args, const RunOptions &options = {}
 // jsonschema package; answers "" when valid, else the validator's reasons.
 std::string schema_errors(const std::string &name, const std::string &json);
 
+// The samples of a Prometheus text exposition as prometheus_client's parser
+// reads it, one `name{sorted labels} value` line each; `error` holds the
+// parser's reason when it rejects the text.
+std::vector<std::string> metric_samples(const std::string &exposition, std::string &error);
+
 // A fresh directory under the test's temporary area.
 std::filesystem::path scratch_dir(const std::string &name);
 

@@ -82,6 +82,38 @@ void print_active_set(Context &ctx, const std::array<std::uint8_t, kActiveSetByt
     table.print(ctx.out);
 }
 
+std::uint32_t modify(const OpenPort &port, Request &request) {
+    return qsfp_modify_si_values(port.handle, request.bitmap[0], request.values[0].data(), request.bitmap[1],
+                                 request.values[1].data(), request.bitmap[2], request.values[2].data(),
+                                 request.bitmap[3], request.values[3].data());
+}
+
+// A CMIS module rejects new SI values for datapaths in use
+// (ConfigRejectedInUse): when any is activated, the port's lanes go down for
+// the change and come up again with the values, as a port manager does it.
+int apply(Context &ctx, const OpenPort &port, Request &request) {
+    const std::string cage = std::to_string(port.cage);
+    const std::optional<DatapathCount> datapaths = datapath_count(port);
+    const bool in_use = datapaths && datapaths->activated > 0;
+    if (in_use) {
+        qsfp_port_admin_state(port.handle, 1, 0, kAllLanes);
+        if (!wait_datapaths_deactivated(port)) {
+            qsfp_port_admin_state(port.handle, 0, 1, kAllLanes);
+            return fail(ctx, kExitLibraryError, "cage " + cage + ": the datapaths did not deactivate for the change");
+        }
+    }
+    const std::uint32_t rc = modify(port, request);
+    const std::uint32_t up_rc = in_use ? qsfp_port_admin_state(port.handle, 0, 1, kAllLanes) : QSFP_OK;
+    if (rc != QSFP_OK) {
+        return fail(ctx, exit_code_for(rc), "cage " + cage + ": the SI targets were not applied: " + rc_text(rc));
+    }
+    if (up_rc != QSFP_OK) {
+        return fail(ctx, exit_code_for(up_rc),
+                    "cage " + cage + ": SI targets applied, but the lanes did not come up: " + rc_text(up_rc));
+    }
+    return kExitOk;
+}
+
 }  // namespace
 
 int cmd_si(Context &ctx, const SiArgs &args) {
@@ -97,25 +129,7 @@ int cmd_si(Context &ctx, const SiArgs &args) {
                         driver_name(port->driver));
     }
     if (change) {
-        // A CMIS module rejects new SI values for datapaths in use
-        // (ConfigRejectedInUse): the port's lanes go down for the change and
-        // come up again with the values, as a port manager does it.
-        qsfp_port_admin_state(port->handle, 1, 0, kAllLanes);
-        if (!wait_datapaths_deactivated(*port)) {
-            qsfp_port_admin_state(port->handle, 0, 1, kAllLanes);
-            return fail(ctx, kExitLibraryError, "cage " + args.cage + ": the datapaths did not deactivate for the change");
-        }
-        const std::uint32_t rc = qsfp_modify_si_values(
-            port->handle, request.bitmap[0], request.values[0].data(), request.bitmap[1], request.values[1].data(),
-            request.bitmap[2], request.values[2].data(), request.bitmap[3], request.values[3].data());
-        const std::uint32_t up_rc = qsfp_port_admin_state(port->handle, 0, 1, kAllLanes);
-        if (rc != QSFP_OK) {
-            return fail(ctx, exit_code_for(rc), "cage " + args.cage + ": the SI targets were not applied: " + rc_text(rc));
-        }
-        if (up_rc != QSFP_OK) {
-            return fail(ctx, exit_code_for(up_rc),
-                        "cage " + args.cage + ": SI targets applied, but the lanes did not come up: " + rc_text(up_rc));
-        }
+        if (const int code = apply(ctx, *port, request); code != kExitOk) return code;
     }
     std::array<std::uint8_t, kActiveSetBytes> set{};
     const std::uint32_t rc = qsfp_port_read(port->handle, kActiveSetFirst, kActiveSetPage, kActiveSetBytes, set.data());

@@ -160,7 +160,8 @@ std::string no_monitors_reason(const OpenPort &port) {
     if (port.driver == DriverKind::sff8636 && port.create_rc != QSFP_OK) {
         return "cage " + cage + ": the module's bring-up failed, so it has no live status: " + rc_text(port.create_rc);
     }
-    if (port.driver == DriverKind::sff8636 && port.handle->flat_mem != 0) {
+    // SFF-8636 or CMIS alike: a flat-memory cable's record would hold zeros.
+    if (port.driver != DriverKind::none && port.handle->flat_mem != 0) {
         return "cage " + cage + " holds a flat-memory module (a passive cable): it has no monitors";
     }
     return "";
