@@ -31,3 +31,6 @@ qsfp_test(tools/tools_qsfpctl_si_watch_test LIBRARIES qsfpctl_test_harness)
 qsfp_test(tools/tools_qsfpctl_terminal_test LIBRARIES qsfpctl_test_harness)
 target_compile_definitions(tools_qsfpctl_terminal_test PRIVATE QSFPCTL_PROGRAM="$<TARGET_FILE:qsfpctl>")
 add_dependencies(tools_qsfpctl_terminal_test qsfpctl)
+# The man page made from docs/qsfpctl.md renders cleanly.
+add_test(NAME qsfpctl_man_page
+         COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/tools/check_man_page.sh ${QSFPCTL_MAN_PAGE})
