@@ -1,5 +1,7 @@
 #include "qsfpctl_harness.h"
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -15,6 +17,17 @@ Outcome run(const std::vector<std::string> &args, const RunOptions &options) {
     o.code = qsfpctl::run(args, out, err, options);
     o.out = out.str();
     o.err = err.str();
+    return o;
+}
+
+Outcome shell(const std::string &command) {
+    Outcome o;
+    FILE *pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) return o;
+    std::array<char, 4096> chunk{};
+    while (std::size_t n = std::fread(chunk.data(), 1, chunk.size(), pipe)) o.out.append(chunk.data(), n);
+    const int status = ::pclose(pipe);
+    o.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return o;
 }
 

@@ -18,6 +18,10 @@ struct Outcome {
 
 Outcome run(const std::vector<std::string> &args, const RunOptions &options = {});
 
+// A shell command run to its end: its exit code (-1 when it did not exit)
+// and its standard output; `err` stays empty.
+Outcome shell(const std::string &command);
+
 // Validates `json` against tools/qsfpctl/schemas/<name>.schema.json with the
 // jsonschema package; answers "" when valid, else the validator's reasons.
 std::string schema_errors(const std::string &name, const std::string &json);

@@ -4,7 +4,6 @@
 // refusals of bad input.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <sstream>
 
 #include <qsfp/sim/cmis_map.h>
@@ -145,14 +144,7 @@ TEST(QsfpctlCdb, SeveralCagesDownloadInParallel) {
 }
 
 // The digest as coreutils' sha256sum computes it, independently of the tool.
-std::string sha256sum(const fs::path &path) {
-    FILE *pipe = ::popen(("sha256sum " + path.string()).c_str(), "r");
-    if (pipe == nullptr) return "";
-    char digest[65] = {};
-    const std::size_t got = std::fread(digest, 1, 64, pipe);
-    ::pclose(pipe);
-    return std::string(digest, got);
-}
+std::string sha256sum(const fs::path &path) { return qsfpctl::test::shell("sha256sum " + path.string()).out.substr(0, 64); }
 
 TEST(QsfpctlCdb, MatchingSha256LetsTheDownloadGo) {
     const auto card = qsfpctl::make_emulated_card();

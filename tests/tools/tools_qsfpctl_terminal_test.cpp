@@ -3,38 +3,21 @@
 // place and watch clears the screen and colours the alarms.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
-#include <sys/wait.h>
-
 #include "qsfpctl_harness.h"
 
 namespace {
 
-struct Ran {
-    int code = -1;
-    std::string out;
-};
-
 // `args` run by the program on a pseudo-terminal; the timeout bounds it.
-Ran on_terminal(const std::string &args) {
-    const std::string command = "timeout 60 script -qfec \"" + std::string(QSFPCTL_PROGRAM) + " " + args +
-                                "\" /dev/null </dev/null";
-    FILE *pipe = ::popen(command.c_str(), "r");
-    Ran r;
-    if (pipe == nullptr) return r;
-    std::array<char, 4096> chunk{};
-    while (std::size_t n = std::fread(chunk.data(), 1, chunk.size(), pipe)) r.out.append(chunk.data(), n);
-    const int status = ::pclose(pipe);
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
+qsfpctl::test::Outcome on_terminal(const std::string &args) {
+    return qsfpctl::test::shell("timeout 60 script -qfec \"" + std::string(QSFPCTL_PROGRAM) + " " + args +
+                                "\" /dev/null </dev/null");
 }
 
 TEST(QsfpctlTerminal, DownloadProgressBarIsRedrawnInPlace) {
     const auto dir = qsfpctl::test::scratch_dir("terminal_cdb");
     std::vector<std::uint8_t> image(64 + 2048 * 3, 0xA5);
     qsfpctl::test::write_file(dir / "fw.bin", image);
-    const Ran r = on_terminal("cdb 9 download " + (dir / "fw.bin").string() + " --run --commit");
+    const auto r = on_terminal("cdb 9 download " + (dir / "fw.bin").string() + " --run --commit");
     ASSERT_EQ(r.code, 0) << r.out;
     // The terminal turns each newline into CR LF.
     EXPECT_EQ(r.out.rfind("\rcage 9 [..............................] 0% 0/6208 bytes\x1b[K\r\n", 0), 0u) << r.out;
@@ -49,7 +32,7 @@ TEST(QsfpctlTerminal, DownloadProgressBarIsRedrawnInPlace) {
 }
 
 TEST(QsfpctlTerminal, WatchClearsTheScreenAndColoursAlarms) {
-    const Ran r = on_terminal("watch 2 --count 2 --interval 0");
+    const auto r = on_terminal("watch 2 --count 2 --interval 0");
     ASSERT_EQ(r.code, 0) << r.out;
     EXPECT_EQ(r.out.rfind("\x1b[H\x1b[2Jcage 2 (emulated KORVA-100G-LR4-TEC), view 1 at ", 0), 0u) << r.out;
     EXPECT_NE(r.out.find("\x1b[H\x1b[2Jcage 2 (emulated KORVA-100G-LR4-TEC), view 2 at "), std::string::npos);
