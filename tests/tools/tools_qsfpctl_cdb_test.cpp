@@ -143,6 +143,25 @@ TEST(QsfpctlCdb, SeveralCagesDownloadInParallel) {
     }
 }
 
+TEST(QsfpctlCdb, OneFailingCageDoesNotStopTheOthers) {
+    auto card = std::make_shared<qsfp::sim::LineCard>(2);
+    for (std::size_t i = 0; i < 2; ++i) ASSERT_TRUE(card->insert(i, "400G-FR4"));
+    // Cage 2's module refuses its Start Download.
+    cmis(*card, 2).set_cdb_fault({CmisModule::CdbFault::Kind::fail, qsfp::sim::cmis::kCdbStartDownload, 0x42});
+    const std::vector<std::uint8_t> image = firmware(2048, 5, 0);
+    const auto o = run({"cdb", "1-2", "download", write_firmware("one_fails", image).string()}, on(card));
+    EXPECT_EQ(o.code, qsfpctl::kExitLibraryError);
+    EXPECT_NE(o.out.find("cage 1: Last epl block download success. CDB operation SUCCESS.\n"), std::string::npos)
+        << o.out;
+    EXPECT_NE(o.out.find("cage 2 [##############################] 100% 0/2112 bytes FAILED\n"), std::string::npos)
+        << o.out;
+    EXPECT_EQ(line_count(o.err), 1);
+    EXPECT_EQ(o.err.rfind("qsfpctl: cage 2: cdb download failed: rc ", 0), 0u) << o.err;
+    EXPECT_NE(o.err.find("Unable to send cdb start download."), std::string::npos) << o.err;
+    EXPECT_EQ(cmis(*card, 1).downloaded_image(), image);
+    EXPECT_EQ(cmis(*card, 2).cdb_commands_taken(qsfp::sim::cmis::kCdbWriteBlockEpl), 0);
+}
+
 // The digest as coreutils' sha256sum computes it, independently of the tool.
 std::string sha256sum(const fs::path &path) { return qsfpctl::test::shell("sha256sum " + path.string()).out.substr(0, 64); }
 

@@ -212,8 +212,10 @@ int cmd_cdb(Context &ctx, const CdbArgs &args) {
         if (job->rc == QSFP_OK) {
             ctx.out << "cage " << job->cage << ": " << text << '\n';
         } else {
-            exit_code = fail(ctx, exit_code_for(job->rc), "cage " + std::to_string(job->cage) + ": cdb " + args.action +
-                                                              " failed: " + rc_text(job->rc) + ": " + text);
+            const int code = fail(ctx, exit_code_for(job->rc), "cage " + std::to_string(job->cage) + ": cdb " +
+                                                                   args.action + " failed: " + rc_text(job->rc) + ": " + text);
+            // The first failing cage's code, as the cages are listed.
+            if (exit_code == kExitOk) exit_code = code;
         }
     }
     return exit_code;
