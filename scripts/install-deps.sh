@@ -3,10 +3,15 @@
 set -eu
 
 # linux-libc-dev: the i2c-dev interface qsfpctl uses; python3-jsonschema: the
-# checks of its JSON output against tools/qsfpctl/schemas.
+# checks of its JSON output against tools/qsfpctl/schemas; prometheus-cpp-dev:
+# qsfpctl metrics and serve, python3-prometheus-client: the parser their tests
+# read them with; libssl-dev: the SHA-256 of cdb --sha256; go-md2man: the man
+# page, groff-base: its check; bsdutils: script(1), the pseudo-terminal of the
+# progress-bar tests.
 PACKAGES="build-essential cmake ninja-build pkg-config git
 libsafec-dev googletest libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
 linux-libc-dev python3 python3-jsonschema
+prometheus-cpp-dev python3-prometheus-client libssl-dev go-md2man groff-base bsdutils
 clang lld libclang-rt-14-dev"
 
 missing=""

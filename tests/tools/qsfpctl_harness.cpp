@@ -1,5 +1,7 @@
 #include "qsfpctl_harness.h"
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -15,6 +17,17 @@ Outcome run(const std::vector<std::string> &args, const RunOptions &options) {
     o.code = qsfpctl::run(args, out, err, options);
     o.out = out.str();
     o.err = err.str();
+    return o;
+}
+
+Outcome shell(const std::string &command) {
+    Outcome o;
+    FILE *pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) return o;
+    std::array<char, 4096> chunk{};
+    while (std::size_t n = std::fread(chunk.data(), 1, chunk.size(), pipe)) o.out.append(chunk.data(), n);
+    const int status = ::pclose(pipe);
+    o.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return o;
 }
 
@@ -45,6 +58,34 @@ int line_count(const std::string &text) {
     int lines = 0;
     for (const char c : text) lines += c == '\n' ? 1 : 0;
     return lines + (!text.empty() && text.back() != '\n' ? 1 : 0);
+}
+
+namespace {
+
+std::string file_text(const std::filesystem::path &path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+std::vector<std::string> metric_samples(const std::string &exposition, std::string &error) {
+    const std::filesystem::path dir = scratch_dir("metrics_parse");
+    write_text(dir / "metrics.prom", exposition);
+    const std::string command = std::string(QSFPCTL_PYTHON) + " " + QSFPCTL_METRICS_PARSER + " " +
+                                (dir / "metrics.prom").string() + " >" + (dir / "samples.txt").string() + " 2>" +
+                                (dir / "errors.txt").string();
+    const int status = std::system(command.c_str());
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        error = "status " + std::to_string(status) + ": " + file_text(dir / "errors.txt");
+        return {};
+    }
+    std::vector<std::string> samples;
+    std::istringstream lines(file_text(dir / "samples.txt"));
+    for (std::string line; std::getline(lines, line);) samples.push_back(line);
+    return samples;
 }
 
 std::string schema_errors(const std::string &name, const std::string &json) {

@@ -18,9 +18,18 @@ struct Outcome {
 
 Outcome run(const std::vector<std::string> &args, const RunOptions &options = {});
 
+// A shell command run to its end: its exit code (-1 when it did not exit)
+// and its standard output; `err` stays empty.
+Outcome shell(const std::string &command);
+
 // Validates `json` against tools/qsfpctl/schemas/<name>.schema.json with the
 // jsonschema package; answers "" when valid, else the validator's reasons.
 std::string schema_errors(const std::string &name, const std::string &json);
+
+// The samples of a Prometheus text exposition as prometheus_client's parser
+// reads it, one `name{sorted labels} value` line each; `error` holds the
+// parser's reason when it rejects the text.
+std::vector<std::string> metric_samples(const std::string &exposition, std::string &error);
 
 // A fresh directory under the test's temporary area.
 std::filesystem::path scratch_dir(const std::string &name);

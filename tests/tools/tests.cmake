@@ -1,6 +1,7 @@
 # qsfpctl end to end: the commands run in-process through the program's own
 # entry (qsfpctl::run), on each backend; JSON output is validated against the
-# committed schemas with Debian's python3-jsonschema.
+# committed schemas with Debian's python3-jsonschema, metrics with the parser
+# of Debian's python3-prometheus-client.
 find_program(QSFPCTL_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH)
 if(NOT QSFPCTL_PYTHON)
   message(FATAL_ERROR "qsfpctl tests need /usr/bin/python3 with python3-jsonschema (scripts/install-deps.sh)")
@@ -11,6 +12,7 @@ target_link_libraries(qsfpctl_test_harness PUBLIC qsfpctl_commands PRIVATE qsfp_
 target_compile_definitions(qsfpctl_test_harness PRIVATE
   QSFPCTL_PYTHON="${QSFPCTL_PYTHON}"
   QSFPCTL_VALIDATOR="${CMAKE_CURRENT_SOURCE_DIR}/tools/validate_json.py"
+  QSFPCTL_METRICS_PARSER="${CMAKE_CURRENT_SOURCE_DIR}/tools/parse_metrics.py"
   QSFPCTL_SCHEMA_DIR="${PROJECT_SOURCE_DIR}/tools/qsfpctl/schemas")
 
 qsfp_test(tools/tools_qsfpctl_card_test LIBRARIES qsfpctl_test_harness)
@@ -20,3 +22,15 @@ qsfp_test(tools/tools_qsfpctl_i2c_test LIBRARIES qsfpctl_test_harness)
 qsfp_test(tools/tools_qsfpctl_program_test LIBRARIES qsfpctl_test_harness)
 target_compile_definitions(tools_qsfpctl_program_test PRIVATE QSFPCTL_PROGRAM="$<TARGET_FILE:qsfpctl>")
 add_dependencies(tools_qsfpctl_program_test qsfpctl)
+qsfp_test(tools/tools_qsfpctl_cdb_test LIBRARIES qsfpctl_test_harness)
+qsfp_test(tools/tools_qsfpctl_metrics_test LIBRARIES qsfpctl_test_harness)
+target_compile_definitions(tools_qsfpctl_metrics_test PRIVATE QSFPCTL_PROGRAM="$<TARGET_FILE:qsfpctl>")
+add_dependencies(tools_qsfpctl_metrics_test qsfpctl)
+qsfp_test(tools/tools_qsfpctl_replay_test LIBRARIES qsfpctl_test_harness)
+qsfp_test(tools/tools_qsfpctl_si_watch_test LIBRARIES qsfpctl_test_harness)
+qsfp_test(tools/tools_qsfpctl_terminal_test LIBRARIES qsfpctl_test_harness)
+target_compile_definitions(tools_qsfpctl_terminal_test PRIVATE QSFPCTL_PROGRAM="$<TARGET_FILE:qsfpctl>")
+add_dependencies(tools_qsfpctl_terminal_test qsfpctl)
+# The man page made from docs/qsfpctl.md renders cleanly.
+add_test(NAME qsfpctl_man_page
+         COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/tools/check_man_page.sh ${QSFPCTL_MAN_PAGE})

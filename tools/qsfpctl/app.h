@@ -1,11 +1,16 @@
 // qsfpctl as a function: the program's main and the tests call the same entry.
 #pragma once
 
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "i2c_bus.h"
+
+namespace qsfp::sim {
+class LineCard;
+}
 
 namespace qsfpctl {
 
@@ -15,6 +20,12 @@ struct RunOptions {
     // The library's waits stay on the virtual clock even for real backends
     // (tests of the backends themselves).
     bool virtual_time = false;
+    // Standard output is a terminal: progress bars and views are redrawn in
+    // place, alarms coloured.
+    bool terminal = false;
+    // The emulated line card to run on instead of a new one (tests look at
+    // its modules afterwards); see make_emulated_card.
+    std::shared_ptr<qsfp::sim::LineCard> card;
 };
 
 // `args` without the program name. Answers the exit code (exit_codes.h).

@@ -7,9 +7,10 @@
 
 namespace qsfpctl {
 
-CageList open_cages(const std::vector<BackendRequest> &requests, const I2cOpener &i2c_opener, std::string &error) {
+CageList open_cages(const std::vector<BackendRequest> &requests, const I2cOpener &i2c_opener,
+                    const std::shared_ptr<qsfp::sim::LineCard> &card, std::string &error) {
     if (requests.empty()) {
-        return emulated_card();
+        return emulated_cages(card != nullptr ? card : make_emulated_card());
     }
     CageList cages;
     for (const BackendRequest &r : requests) {

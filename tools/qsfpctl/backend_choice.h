@@ -2,11 +2,16 @@
 // order given, or the built-in emulated line card when none is named.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "cage_backend.h"
 #include "i2c_bus.h"
+
+namespace qsfp::sim {
+class LineCard;
+}
 
 namespace qsfpctl {
 
@@ -18,7 +23,9 @@ struct BackendRequest {
 };
 
 // Opens every requested backend, one cage each. On the first failure the
-// list is empty and `error` says what went wrong.
-CageList open_cages(const std::vector<BackendRequest> &requests, const I2cOpener &i2c_opener, std::string &error);
+// list is empty and `error` says what went wrong. With no request: the
+// cages of `card`, or of a new emulated card when `card` is null.
+CageList open_cages(const std::vector<BackendRequest> &requests, const I2cOpener &i2c_opener,
+                    const std::shared_ptr<qsfp::sim::LineCard> &card, std::string &error);
 
 }  // namespace qsfpctl

@@ -3,6 +3,7 @@
 
 #include <qsfp/qsfp_port_ops.h>
 
+#include "cmis_datapath.h"
 #include "commands.h"
 #include "exit_codes.h"
 #include "json_value.h"
@@ -56,16 +57,12 @@ std::string cmis_state(const OpenPort &port) {
     if (port.handle->flat_mem != 0) {
         return "ready (passive cable: nothing to configure)";
     }
-    std::uint8_t states[4] = {};
+    const std::optional<DatapathCount> count = datapath_count(port);
     std::uint8_t active = 0;
-    if (qsfp_port_read(port.handle, 128, 0x11, sizeof states, states) != QSFP_OK ||
-        qsfp_port_read(port.handle, 206, 0x11, 1, &active) != QSFP_OK) {
+    if (!count || qsfp_port_read(port.handle, 206, 0x11, 1, &active) != QSFP_OK) {
         return "ready, datapath state not readable";
     }
-    int activated = 0;
-    for (int lane = 0; lane < 8; ++lane) {
-        activated += ((states[lane / 2] >> (4 * (lane % 2))) & 0x0F) == 4 ? 1 : 0;
-    }
+    const int activated = count->activated;
     const std::string lanes = activated == 8 ? "all datapaths activated"
                               : activated == 0 ? "datapaths deactivated"
                                                : std::to_string(activated) + " of 8 datapaths activated";

@@ -6,6 +6,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "port_session.h"
 
@@ -15,6 +16,8 @@ struct Context {
     std::ostream &out;
     std::ostream &err;
     PortSession &session;
+    // `out` is a terminal (see RunOptions::terminal).
+    bool terminal = false;
 };
 
 // Prints the one-line error ("qsfpctl: ...") and answers `exit_code`.
@@ -31,5 +34,11 @@ std::optional<std::uint32_t> number_arg(Context &ctx, const std::string &text, c
 // why and set `exit_code`, when there is no such cage, the cage is empty or
 // the library has no port for it.
 const OpenPort *open_port(Context &ctx, const std::string &cage_text, int &exit_code);
+// The same for a cage already opened in the session.
+const OpenPort *opened_port(Context &ctx, std::size_t cage, int &exit_code);
+
+// Cages as operators name several: "9", "9,10", "9-12", "1-4,9". Each must
+// exist; answers an empty list, having said why and set `exit_code`, if not.
+std::vector<std::size_t> cage_list(Context &ctx, const std::string &text, int &exit_code);
 
 }  // namespace qsfpctl

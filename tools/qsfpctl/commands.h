@@ -2,6 +2,7 @@
 // library's public API, as a port manager does, and answers an exit code.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -27,7 +28,40 @@ int cmd_mode(Context &ctx, const std::string &cage, const std::string &mode);
 int cmd_dump(Context &ctx, const std::string &cage, const std::string &page);
 int cmd_read(Context &ctx, const RegisterArgs &args, bool json);
 int cmd_write(Context &ctx, const RegisterArgs &args, const std::vector<std::string> &data);
+struct CdbArgs {
+    std::string cages;   // "9", "9,10", "9-12"
+    std::string action;  // query, download
+    std::string file;
+    bool run = false;
+    bool commit = false;
+    std::string sha256;  // empty: not checked
+};
+
+// One group of signal-integrity targets: empty when not to be changed.
+struct SiArgs {
+    std::string cage;
+    std::string lanes;  // empty: every lane
+    std::string tx_eq, rx_pre, rx_post, rx_amp;
+};
+
+struct WatchArgs {
+    std::string cage;
+    double interval_s = 1.0;
+    std::uint32_t count = 0;  // 0: until interrupted
+};
+
+struct ServeArgs {
+    std::string listen;
+    std::uint32_t max_scrapes = 0;  // 0: until interrupted
+};
+
 // An empty `buffer` dumps every buffer; an empty `cage` brings up every cage first.
 int cmd_trace(Context &ctx, const std::string &buffer, const std::string &cage);
+int cmd_cdb(Context &ctx, const CdbArgs &args);
+int cmd_si(Context &ctx, const SiArgs &args);
+int cmd_watch(Context &ctx, const WatchArgs &args);
+// An empty `output` prints to standard output.
+int cmd_metrics(Context &ctx, const std::string &output);
+int cmd_serve(Context &ctx, const ServeArgs &args);
 
 }  // namespace qsfpctl

@@ -1,9 +1,11 @@
 #include "emulated_card.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 
 #include <qsfp/sim/cage.h>
+#include <qsfp/sim/cmis_module.h>
 #include <qsfp/sim/line_card.h>
 #include <qsfp/sim/sff8636_module.h>
 
@@ -70,9 +72,8 @@ private:
 
 }  // namespace
 
-CageList emulated_card() {
+std::shared_ptr<qsfp::sim::LineCard> make_emulated_card() {
     auto card = std::make_shared<qsfp::sim::LineCard>(std::size(kCard));
-    CageList cages;
     for (std::size_t i = 0; i < std::size(kCard); ++i) {
         const CardSlot &slot = kCard[i];
         // Every name is a catalogue entry (a test checks the card's list).
@@ -82,7 +83,22 @@ CageList emulated_card() {
                 slot.condition(*module);
             }
         }
-        cages.push_back(std::make_unique<EmulatedCage>(card, i, inserted ? slot.module : nullptr));
+        // The library polls the CDB completion flag straight after a Run and
+        // takes a module still in its reset as a failure: the card's CMIS
+        // modules come back from that reset at once, so `cdb download --run`
+        // completes on them.
+        if (auto *module = dynamic_cast<qsfp::sim::CmisModule *>(card->cage(i).module())) {
+            module->set_cdb_reset_time(std::chrono::nanoseconds(0));
+        }
+    }
+    return card;
+}
+
+CageList emulated_cages(const std::shared_ptr<qsfp::sim::LineCard> &card) {
+    CageList cages;
+    for (std::size_t i = 0; i < card->size(); ++i) {
+        const char *module = i < std::size(kCard) && card->cage(i).module() != nullptr ? kCard[i].module : nullptr;
+        cages.push_back(std::make_unique<EmulatedCage>(card, i, module));
     }
     return cages;
 }

@@ -56,10 +56,15 @@ const char *driver_name(DriverKind kind) {
     return "none";
 }
 
-PortSession::PortSession(CageList &cages, bool virtual_time) : cages_(cages), ports_(cages.size()) {
+PortSession::PortSession(CageList &cages, bool virtual_time, AccessLog *log) : cages_(cages), ports_(cages.size()) {
     bool real = false;
-    for (const auto &cage : cages_) {
-        real = real || cage->access().real_time;
+    for (std::size_t i = 0; i < cages_.size(); ++i) {
+        const CageAccess access = cages_[i]->access();
+        real = real || access.real_time;
+        taps_.push_back(std::make_unique<CageTap>(i + 1, access, log));
+        if (log != nullptr) {
+            log->cage({i + 1, cages_[i]->describe(), access.direct_page, access.writable, access.bring_up});
+        }
     }
     qsfp::sim::VirtualClock::instance().set_real_time(real && !virtual_time);
 }
@@ -75,7 +80,7 @@ PortSession::~PortSession() {
 OpenPort PortSession::create(std::size_t cage) {
     OpenPort port;
     port.cage = cage;
-    port.access = cages_.at(cage - 1)->access();
+    port.access = taps_.at(cage - 1)->tapped();
     qsfp_port_create_params params{};
     params.opaque = port.access.opaque;
     params.port = static_cast<std::uint32_t>(cage);

@@ -3,12 +3,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <qsfp/qsfp_port.h>
 
+#include "access_tap.h"
 #include "cage_backend.h"
 
 namespace qsfpctl {
@@ -30,8 +32,9 @@ struct OpenPort {
 class PortSession {
 public:
     // `virtual_time`: the library's waits run on the virtual clock even for a
-    // real backend (tests of the backends themselves).
-    PortSession(CageList &cages, bool virtual_time);
+    // real backend (tests of the backends themselves). `log`, when not
+    // null, receives every bus transfer of every cage.
+    PortSession(CageList &cages, bool virtual_time, AccessLog *log = nullptr);
     ~PortSession();
     PortSession(const PortSession &) = delete;
     PortSession &operator=(const PortSession &) = delete;
@@ -45,11 +48,14 @@ public:
     void open(const std::vector<std::size_t> &cages);
     void open_all();
     const OpenPort &port(std::size_t cage) const;
+    // Firmware bytes the library has written to the cage's CDB payload pages.
+    std::uint64_t payload_bytes(std::size_t cage) const { return taps_.at(cage - 1)->payload_bytes(); }
 
 private:
     OpenPort create(std::size_t cage);
 
     CageList &cages_;
+    std::vector<std::unique_ptr<CageTap>> taps_;
     std::vector<std::optional<OpenPort>> ports_;
 };
 

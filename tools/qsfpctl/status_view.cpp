@@ -1,10 +1,11 @@
-// `status`: the library's live status record as tables, each value beside
-// its thresholds and flags.
+#include "status_view.h"
+
+#include <sstream>
+
 #include <nlohmann/json.hpp>
 
 #include <qsfp/qsfp_port_ops.h>
 
-#include "commands.h"
 #include "exit_codes.h"
 #include "json_value.h"
 #include "library_answer.h"
@@ -12,18 +13,6 @@
 #include "text_table.h"
 
 namespace qsfpctl {
-
-namespace {
-
-// One monitored quantity: its value, thresholds and the four latched flags.
-struct Monitor {
-    std::string name;
-    std::string unit;
-    int decimals;
-    double value;
-    float low_alarm, low_warning, high_warning, high_alarm;
-    std::uint32_t flags[4];  // high alarm, low alarm, high warning, low warning
-};
 
 std::vector<Monitor> module_monitors(const qsfp_hw_status &s) {
     const qsfp_threshold_data &t = s.thresholds;
@@ -48,6 +37,30 @@ std::vector<Monitor> lane_monitors(const qsfp_hw_status &s, std::uint32_t i) {
          t.bias_high_alarm,
          {s.tx_bias_high_alarm[i], s.tx_bias_low_alarm[i], s.tx_bias_high_warning[i], s.tx_bias_low_warning[i]}},
     };
+}
+
+std::vector<MonitorRow> all_monitors(const qsfp_hw_status &s) {
+    std::vector<MonitorRow> rows;
+    for (const Monitor &m : module_monitors(s)) rows.push_back({0, m});
+    for (std::uint32_t i = 0; i < status_lanes(s); ++i) {
+        for (const Monitor &m : lane_monitors(s, i)) rows.push_back({i + 1, m});
+    }
+    return rows;
+}
+
+namespace {
+
+std::string where(const MonitorRow &row) { return row.lane == 0 ? "module" : "lane " + std::to_string(row.lane); }
+
+// ANSI colours of a terminal: alarms red, warnings yellow.
+constexpr const char *kAlarmColour = "\x1b[1;31m";
+constexpr const char *kWarningColour = "\x1b[33m";
+constexpr const char *kPlain = "\x1b[0m";
+
+const char *row_colour(const Monitor &m) {
+    if (m.flags[0] != 0 || m.flags[1] != 0) return kAlarmColour;
+    if (m.flags[2] != 0 || m.flags[3] != 0) return kWarningColour;
+    return nullptr;
 }
 
 std::vector<std::string> monitor_row(const std::string &where, const Monitor &m) {
@@ -87,15 +100,29 @@ constexpr LaneStates kLaneStates[] = {
     {"rx_cdr_lol", &qsfp_hw_status::rx_cdr_lol},   {"tx_cdr_lol", &qsfp_hw_status::tx_cdr_lol},
 };
 
-void print_tables(Context &ctx, const qsfp_hw_status &s) {
+// The monitor table; with `colour`, each row with a raised flag in its colour.
+void print_monitors(std::ostream &out, const std::vector<MonitorRow> &rows, bool colour) {
     TextTable monitors({"WHERE", "QUANTITY", "VALUE", "LOW ALARM", "LOW WARN", "HIGH WARN", "HIGH ALARM", "FLAGS"});
-    for (const Monitor &m : module_monitors(s)) monitors.add(monitor_row("module", m));
-    const std::uint32_t lanes = status_lanes(s);
-    for (std::uint32_t i = 0; i < lanes; ++i) {
-        for (const Monitor &m : lane_monitors(s, i)) monitors.add(monitor_row("lane " + std::to_string(i + 1), m));
+    for (const MonitorRow &row : rows) monitors.add(monitor_row(where(row), row.monitor));
+    std::ostringstream text;
+    monitors.print(text);
+    std::istringstream lines(text.str());
+    std::string line;
+    std::getline(lines, line);
+    out << line << '\n';
+    for (const MonitorRow &row : rows) {
+        std::getline(lines, line);
+        const char *c = colour ? row_colour(row.monitor) : nullptr;
+        out << (c != nullptr ? c : "") << line << (c != nullptr ? kPlain : "") << '\n';
     }
-    monitors.print(ctx.out);
+}
+
+}  // namespace
+
+void print_status(Context &ctx, const qsfp_hw_status &s, bool colour) {
+    print_monitors(ctx.out, all_monitors(s), colour);
     ctx.out << '\n';
+    const std::uint32_t lanes = status_lanes(s);
     std::vector<std::string> headings = {"LANE"};
     for (const LaneStates &state : kLaneStates) {
         std::string h = state.name;
@@ -110,6 +137,8 @@ void print_tables(Context &ctx, const qsfp_hw_status &s) {
     }
     states.print(ctx.out);
 }
+
+namespace {
 
 nlohmann::json status_json(std::size_t cage, const qsfp_hw_status &s) {
     nlohmann::json module = nlohmann::json::object();
@@ -126,34 +155,55 @@ nlohmann::json status_json(std::size_t cage, const qsfp_hw_status &s) {
 
 }  // namespace
 
+std::string no_monitors_reason(const OpenPort &port) {
+    const std::string cage = std::to_string(port.cage);
+    if (port.driver == DriverKind::sff8636 && port.create_rc != QSFP_OK) {
+        return "cage " + cage + ": the module's bring-up failed, so it has no live status: " + rc_text(port.create_rc);
+    }
+    // SFF-8636 or CMIS alike: a flat-memory cable's record would hold zeros.
+    if (port.driver != DriverKind::none && port.handle->flat_mem != 0) {
+        return "cage " + cage + " holds a flat-memory module (a passive cable): it has no monitors";
+    }
+    return "";
+}
+
+const OpenPort *monitored_port(Context &ctx, const std::string &cage, int &exit_code) {
+    const OpenPort *port = open_port(ctx, cage, exit_code);
+    if (port == nullptr) {
+        return nullptr;
+    }
+    // A port whose bring-up stopped has no thresholds or monitor set-up, and
+    // a flat-memory module no monitors: their status records would hold
+    // zeros, not readings.
+    if (const std::string why = no_monitors_reason(*port); !why.empty()) {
+        exit_code = fail(ctx, port->create_rc != QSFP_OK ? exit_code_for(port->create_rc) : kExitNotSupported, why);
+        return nullptr;
+    }
+    return port;
+}
+
+int live_status(Context &ctx, const OpenPort &port, qsfp_hw_status &status) {
+    const std::uint32_t rc = qsfp_port_hw_status(port.handle, &status);
+    if (rc != QSFP_OK) {
+        return fail(ctx, exit_code_for(rc), "cage " + std::to_string(port.cage) + ": no live status: " + rc_text(rc));
+    }
+    return kExitOk;
+}
+
 int cmd_status(Context &ctx, const std::string &cage, bool json) {
     int exit_code = kExitOk;
-    const OpenPort *port = open_port(ctx, cage, exit_code);
+    const OpenPort *port = monitored_port(ctx, cage, exit_code);
     if (port == nullptr) {
         return exit_code;
     }
-    // A port whose bring-up stopped has no thresholds or monitor set-up: its
-    // status record would be empty, not the module's.
-    if (port->driver == DriverKind::sff8636 && port->create_rc != QSFP_OK) {
-        return fail(ctx, exit_code_for(port->create_rc),
-                    "cage " + cage + ": the module's bring-up failed, so it has no live status: " +
-                        rc_text(port->create_rc));
-    }
-    // A flat-memory module (a passive cable) has no monitors or thresholds;
-    // its status record would hold zeros, not readings.
-    if (port->driver == DriverKind::sff8636 && port->handle->flat_mem != 0) {
-        return fail(ctx, kExitNotSupported,
-                    "cage " + cage + " holds a flat-memory module (a passive cable): it has no monitors");
-    }
     qsfp_hw_status status{};
-    const std::uint32_t rc = qsfp_port_hw_status(port->handle, &status);
-    if (rc != QSFP_OK) {
-        return fail(ctx, exit_code_for(rc), "cage " + cage + ": no live status: " + rc_text(rc));
+    if (const int code = live_status(ctx, *port, status); code != kExitOk) {
+        return code;
     }
     if (json) {
         ctx.out << json_text(status_json(port->cage, status)) << '\n';
     } else {
-        print_tables(ctx, status);
+        print_status(ctx, status, false);
     }
     return kExitOk;
 }
