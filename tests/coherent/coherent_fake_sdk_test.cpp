@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -131,6 +132,40 @@ TEST_F(CoherentFakeSdkTest, TwoCoherentPortsInitialiseTheSdkOnceWithTwoDeviceKey
     EXPECT_EQ(trace_count(kEvt, line(first, "coh-sdk init SUCCESS\n")), 1u);
     EXPECT_FALSE(has_evt(second, "coh-sdk init SUCCESS\n"));
     EXPECT_TRUE(has_evt(second, "coh-sdk port init SUCCESS\n"));
+}
+
+TEST_F(CoherentFakeSdkTest, TwoPortsInitialisingAtOnceSetTheSdkUpOnce) {
+    if (!fresh_process()) {
+        GTEST_SKIP() << "needs a process of its own (ctest runs each test alone)";
+    }
+    insert_cmis("400G-ZR", 0);
+    insert_cmis("400G-ZRP", 1);
+    sdk().init_ms = 50;  // the first init is still running when the second port gets there
+    const qsfp_port_create_params params[2] = {cmis_params(QSFP_DD_INIT_FULL, 0, 0),
+                                               cmis_params(QSFP_DD_INIT_FULL, 0, 1)};
+    qsfp_port_create_result results[2] = {};
+    std::uint32_t rcs[2] = {1, 1};
+    {
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 2; ++i) {
+            threads.emplace_back([&, i] { rcs[i] = qsfp_port_create(&params[i], &results[i]); });
+        }
+        for (std::thread &t : threads) {
+            t.join();
+        }
+    }
+    for (const qsfp_port_create_result &r : results) {
+        ports_.push_back(r.handle);
+    }
+    EXPECT_EQ(rcs[0], QSFP_OK);
+    EXPECT_EQ(rcs[1], QSFP_OK);
+    EXPECT_EQ(sdk().init_modes.size(), 1u);
+    EXPECT_EQ(trace_count(kEvt, "Controller 0 Port 1: coh-sdk init SUCCESS\n") +
+                  trace_count(kEvt, "Controller 0 Port 2: coh-sdk init SUCCESS\n"),
+              1u);
+    ASSERT_EQ(sdk().devices.size(), 2u);
+    EXPECT_EQ(sdk().devices.count(1), 1u);
+    EXPECT_EQ(sdk().devices.count(2), 1u);
 }
 
 TEST_F(CoherentFakeSdkTest, FailedSdkInitCreatesNoDeviceAndTheNextPortTriesAgain) {

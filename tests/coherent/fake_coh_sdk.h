@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -45,6 +46,9 @@ public:
     };
 
     static FakeCohSdk &instance();
+    // Held by every coh_sdk_* of the fake while it touches the records, so
+    // that ports on several threads may call it.
+    static std::recursive_mutex &lock();
     // Forgets calls, answers and data; keeps the SDK's own set-up and devices
     // (the driver sets the SDK up once per process).
     void reset_calls();
@@ -82,6 +86,9 @@ public:
     coh_sdk_alarms alarms{};
 
     bool initialised = false;
+    // coh_sdk_init takes this long (real time, outside the lock), so that a
+    // second thread's device init would overlap it.
+    std::uint32_t init_ms = 0;
     std::map<std::uint32_t, coh_sdk_device_create_record> devices;
 
     // Answer of a call: a chosen failure, else `normal`.
