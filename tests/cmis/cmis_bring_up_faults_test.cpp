@@ -105,7 +105,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"400G-XDR4", QSFP_DD_INIT_ADOPT, 14, QSFP_OK},
                       Case{"400G-FR4-CMIS3", QSFP_DD_INIT_FULL, 7, QSFP_OK, true, true},
                       Case{"2X100G-SR4", QSFP_DD_INIT_FULL, 15, QSFP_OK, false, true},
-                      Case{"400G-ZR", QSFP_DD_INIT_FULL, 0, QSFP_ERR_EMPTY_SLOT},
+                      Case{"400G-ZR", QSFP_DD_INIT_FULL, 0, QSFP_OK},
                       Case{"KORVA-400G-CR8-FLAT", QSFP_DD_INIT_FULL, 0, QSFP_OK},
                       Case{"PRE04-400G-LB", QSFP_DD_INIT_FULL, 0, QSFP_OK},
                       Case{"KORVA-AVAGO-ALPHA", QSFP_DD_INIT_FULL, 0, QSFP_OK}),

@@ -58,7 +58,7 @@ TEST_F(CmisPortTest, DR4WhoseReachCannotBeReadStaysADR4) {
 
 TEST_F(CmisPortTest, ZRAdvertisingAZRPlusApplicationIsPromotedAndHandedToTheCoherentDriver) {
     insert_cmis("400G-ZR-ZRP");
-    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_ERR_EMPTY_SLOT);
+    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_OK);
     EXPECT_EQ(port->hw_info.qsfp_type, QSFP_DD_TYPE_400G_ZRP);
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: check and update ZR module type \n"));
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: change coherent module type as ZRP, in-type 207, out-type 208 \n"));
@@ -73,7 +73,7 @@ TEST_F(CmisPortTest, ZRAdvertisingAZRPlusApplicationIsPromotedAndHandedToTheCohe
 
 TEST_F(CmisPortTest, PlainZRStaysZR) {
     insert_cmis("400G-ZR");
-    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_ERR_EMPTY_SLOT);
+    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_OK);
     EXPECT_EQ(port->hw_info.qsfp_type, QSFP_DD_TYPE_400G_ZR);
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: check and update ZR module type \n"));
     EXPECT_FALSE(trace_has(kEvt, "Controller 0 Port 1: ZR module updated to ZRPlus \n"));
@@ -100,7 +100,7 @@ TEST_F(CmisPortTest, PromotionNeedsTheExactMediaInterface) {
 
 TEST_F(CmisPortTest, MediaLaneCountOfTheHandOverIsOneForZRPlus) {
     insert_cmis("400G-ZRP");
-    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_ERR_EMPTY_SLOT);
+    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_OK);
     EXPECT_EQ(state(port).media_lane_count, 1U);
     EXPECT_FALSE(trace_has(kEvt, "Controller 0 Port 1: check and update ZR module type \n"));
 }
