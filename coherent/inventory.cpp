@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "cmis/driver.h"
 #include "coherent/coherent.h"
 #include "framework/trace.h"
 
@@ -20,13 +21,9 @@ void keep_inventory(qsfp_port_ctx *port, const coh_sdk_inventory_record &record)
 
 }  // namespace
 
-// Answers 0 also when the SDK fails: the module's own inventory is known.
+// The module's own inventory is handed out also when the SDK fails.
 std::uint32_t get_hw_info(qsfp_port_ctx *port, qsfp_hw_info *info) {
     if (port == nullptr) {
-        return QSFP_ERR_INVALID;
-    }
-    if (info == nullptr) {
-        trace_err(port, "QSFP get hw info Null parameters\n");
         return QSFP_ERR_INVALID;
     }
     coh_sdk_inventory_record record{};
@@ -36,8 +33,7 @@ std::uint32_t get_hw_info(qsfp_port_ctx *port, qsfp_hw_info *info) {
     } else {
         keep_inventory(port, record);
     }
-    *info = port->hw_info;
-    return QSFP_OK;
+    return cmis::get_hw_info(port, info);
 }
 
 }  // namespace qsfp::coherent
