@@ -19,8 +19,7 @@ using namespace units;
 
 constexpr std::uint32_t kMediaType = 1;
 constexpr std::uint8_t kDomMonitors = cmis::kDomAll;
-constexpr std::uint32_t kTxDisable = 0x82;  // page 10h byte 130, bit 0 = lane 1
-constexpr std::uint8_t kLane1 = 0x01;
+constexpr std::uint8_t kLane1 = 0x01;  // page 10h byte 130 bit 0: the coherent module's one media lane
 constexpr std::uint32_t kWavelengthUnit = 20;  // page 01h 138-139 count 0.05 nm
 constexpr std::uint8_t kSectionPresent = 1;
 
@@ -43,7 +42,7 @@ std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
     }
     status->vcc = vcc_v(word_at(word));
     std::uint8_t tx_disable = 0;
-    rc = read(port, cmis::kPage10, kTxDisable, 1, &tx_disable);
+    rc = read(port, cmis::kPage10, cmis::kTxDisable, 1, &tx_disable);
     if (rc != COH_SDK_OK) {
         trace_err(port, "Coherent module tx disable read error rc 0x%x\n", rc);
     }
