@@ -108,11 +108,8 @@ using namespace qsfp::sim::coh_sdk;
 
 // The simulated alarms are reported on top of the computed ones until replaced.
 extern "C" uint32_t coh_sdk_set_sim_alarms(uint32_t device_key, const coh_sdk_alarms *record) {
-    return with_device(__func__, device_key, [&](Device &d) -> std::uint32_t {
-        if (record == nullptr) {
-            return COH_SDK_ERR_INVALID_ARG;
-        }
-        d.sim_alarms = *record;
+    return with_record(__func__, device_key, record, [](Device &d, const coh_sdk_alarms &r) -> std::uint32_t {
+        d.sim_alarms = r;
         return COH_SDK_OK;
     });
 }

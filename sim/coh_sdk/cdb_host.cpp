@@ -286,13 +286,10 @@ bool known_operation(std::uint32_t op) { return op >= COH_SDK_CDB_QUERY && op <=
 using namespace qsfp::sim::coh_sdk;
 
 extern "C" uint32_t coh_sdk_handle_cdb_cmd(uint32_t device_key, coh_sdk_cdb_record *record) {
-    return with_device(__func__, device_key, [&](Device &d) -> std::uint32_t {
-        if (record == nullptr) {
-            return COH_SDK_ERR_INVALID_ARG;
-        }
-        Text text(reinterpret_cast<char *>(static_cast<std::uintptr_t>(record->args[1])), record->args[2]);
-        const std::uint32_t rc = known_operation(record->operation) ? dispatch(d, text, *record) : COH_SDK_ERR_INVALID_ARG;
-        record->result = text.used();
+    return with_record(__func__, device_key, record, [](Device &d, coh_sdk_cdb_record &r) -> std::uint32_t {
+        Text text(reinterpret_cast<char *>(static_cast<std::uintptr_t>(r.args[1])), r.args[2]);
+        const std::uint32_t rc = known_operation(r.operation) ? dispatch(d, text, r) : COH_SDK_ERR_INVALID_ARG;
+        r.result = text.used();
         return rc;
     });
 }

@@ -45,19 +45,16 @@ std::size_t describe(const Device &d, char *text, std::size_t room) {
 using namespace qsfp::sim::coh_sdk;
 
 extern "C" uint32_t coh_sdk_get_inventory_info(uint32_t device_key, coh_sdk_inventory_record *record) {
-    return with_device(__func__, device_key, [&](Device &d) -> std::uint32_t {
-        if (record == nullptr) {
-            return COH_SDK_ERR_INVALID_ARG;
-        }
+    return with_record(__func__, device_key, record, [](Device &d, coh_sdk_inventory_record &r) -> std::uint32_t {
         std::uint8_t fw[2] = {};
         if (const std::uint32_t rc = module_read(d, 0, cmis::kActiveFirmware, fw)) {
             return rc;
         }
-        std::memset(record, 0, sizeof *record);
-        record->dsp_hw_revision = kDspHwRevision;
-        record->dsp_fw_version = kDspFwVersion;
-        record->module_fw_version = std::uint32_t{fw[0]} << 8 | fw[1];
-        std::memcpy(record->dsp_part, kDspPart, sizeof record->dsp_part);
+        std::memset(&r, 0, sizeof r);
+        r.dsp_hw_revision = kDspHwRevision;
+        r.dsp_fw_version = kDspFwVersion;
+        r.module_fw_version = std::uint32_t{fw[0]} << 8 | fw[1];
+        std::memcpy(r.dsp_part, kDspPart, sizeof r.dsp_part);
         return COH_SDK_OK;
     });
 }

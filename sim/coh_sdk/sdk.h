@@ -93,6 +93,14 @@ std::uint32_t with_device(const char *function, std::uint32_t key, Op &&op) {
     return with_registered(key, std::forward<Op>(op));
 }
 
+// The same for a request with a record: a null record is an invalid argument.
+template <typename Record, typename Op>
+std::uint32_t with_record(const char *function, std::uint32_t key, Record *record, Op &&op) {
+    return with_device(function, key, [&](Device &d) -> std::uint32_t {
+        return record == nullptr ? COH_SDK_ERR_INVALID_ARG : op(d, *record);
+    });
+}
+
 // The SDK's log through the print callback of coh_sdk_init, when one was given.
 void log(std::uint32_t level, const char *format, ...) __attribute__((format(printf, 2, 3)));
 

@@ -4,6 +4,9 @@
 // configuration and thresholds, inventory, debug text, simulated alarms and
 // injected failures.
 #include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "coh_sdk_fixture.h"
 
@@ -20,34 +23,45 @@ protected:
     Cage cage_;
 };
 
+// Every function that names a device, called for `key` with good arguments
+// (a query operation, a one-byte read), by name with its answer.
+std::vector<std::pair<std::string, std::uint32_t>> call_every_device_function(std::uint32_t key) {
+    const coh_sdk_traffic_record traffic{key, {}, 0};
+    const coh_sdk_laser_record laser_on{key, COH_SDK_LASER_ON, 2};
+    const coh_sdk_perf_mon_record pm{key, {0, 1, 0, 0}};
+    coh_sdk_inventory_record inventory{};
+    coh_sdk_cdb_record cdb{COH_SDK_CDB_QUERY, 0, {}, 0};
+    coh_sdk_alarms alarms{};
+    std::uint8_t b = 0;
+    char text[8];
+    std::uint32_t used = 0;
+    return {
+        {"read_write_reg", coh_sdk_read_write_reg(key, 0, 0, 0, 1, &b, 1)},
+        {"config_traffic", coh_sdk_module_config_traffic(&traffic)},
+        {"set_laser", coh_sdk_module_set_laser(&laser_on)},
+        {"inventory", coh_sdk_get_inventory_info(key, &inventory)},
+        {"cdb", coh_sdk_handle_cdb_cmd(key, &cdb)},
+        {"cfg_and_thresholds", coh_sdk_module_cfg_and_thresholds_update(key, nullptr, nullptr)},
+        {"perf_mon", coh_sdk_module_config_perf_mon(&pm)},
+        {"debug_info", coh_sdk_module_get_debug_info(key, text, sizeof text, &used)},
+        {"sim_alarms", coh_sdk_set_sim_alarms(key, &alarms)},
+        {"firmware_progress", coh_sdk_get_firmware_update_progress(key, nullptr, nullptr, nullptr)},
+        {"pm_data", coh_sdk_get_hw_cfg_alarms_pm_data(key, nullptr, nullptr, nullptr, nullptr, &alarms)},
+    };
+}
+
 // ---- Init ----------------------------------------------------------------------------------
 
 TEST_F(CohSdkTest, EveryFunctionAnswersNotInitialisedBeforeInit) {
     insert(cage_);
     const coh_sdk_device_create_record r = record(cage_, kKey);
-    const coh_sdk_traffic_record traffic{kKey, {}, 0};
-    const coh_sdk_laser_record laser_on{kKey, COH_SDK_LASER_ON, 2};
-    const coh_sdk_perf_mon_record pm{kKey, {0, 1, 0, 0}};
-    coh_sdk_inventory_record inventory{};
-    coh_sdk_cdb_record cdb{};
-    coh_sdk_alarms alarms{};
-    std::uint8_t b = 0;
-    char text[8];
-    std::uint32_t used = 0;
-    constexpr std::uint32_t kNot = COH_SDK_ERR_NOT_INITIALISED;
-    EXPECT_EQ(coh_sdk_device_create(&r), kNot);
-    EXPECT_EQ(coh_sdk_device_delete(kKey), kNot);
-    EXPECT_EQ(coh_sdk_read_write_reg(kKey, 0, 0, 0, 1, &b, 1), kNot);
-    EXPECT_EQ(coh_sdk_module_config_traffic(&traffic), kNot);
-    EXPECT_EQ(coh_sdk_module_set_laser(&laser_on), kNot);
-    EXPECT_EQ(coh_sdk_get_inventory_info(kKey, &inventory), kNot);
-    EXPECT_EQ(coh_sdk_handle_cdb_cmd(kKey, &cdb), kNot);
-    EXPECT_EQ(coh_sdk_module_cfg_and_thresholds_update(kKey, nullptr, nullptr), kNot);
-    EXPECT_EQ(coh_sdk_module_config_perf_mon(&pm), kNot);
-    EXPECT_EQ(coh_sdk_module_get_debug_info(kKey, text, sizeof text, &used), kNot);
-    EXPECT_EQ(coh_sdk_set_sim_alarms(kKey, &alarms), kNot);
-    EXPECT_EQ(coh_sdk_get_firmware_update_progress(kKey, nullptr, nullptr, nullptr), kNot);
-    EXPECT_EQ(coh_sdk_get_hw_cfg_alarms_pm_data(kKey, nullptr, nullptr, nullptr, nullptr, &alarms), kNot);
+    EXPECT_EQ(coh_sdk_device_create(&r), COH_SDK_ERR_NOT_INITIALISED);
+    EXPECT_EQ(coh_sdk_device_delete(kKey), COH_SDK_ERR_NOT_INITIALISED);
+    const auto answers = call_every_device_function(kKey);
+    EXPECT_EQ(answers.size(), 11u);
+    for (const auto &[name, rc] : answers) {
+        EXPECT_EQ(rc, COH_SDK_ERR_NOT_INITIALISED) << name;
+    }
     EXPECT_TRUE(cage_.log().empty()) << "nothing reached the module";
 }
 
@@ -169,6 +183,23 @@ TEST_F(CohSdkTest, AFailingCallbackRegistersNothing) {
     EXPECT_EQ(coh_sdk_device_create(&r), COH_SDK_OK) << "the key is still free";
 }
 
+// A callback that calls back into the SDK (as a slow platform access might,
+// through another port) finds the registry free: no callback runs under it.
+TEST_F(CohSdkTest, CallbacksRunWithoutTheRegistryLock) {
+    init();
+    insert(cage_);
+    static int reentered = 0;
+    reentered = 0;
+    coh_sdk_device_create_record r = record(cage_, kKey);
+    r.i2c_read = [](void *ctx, std::uint32_t reg, std::uint32_t len, std::uint8_t *buf) -> std::uint32_t {
+        reentered += coh_sdk_get_firmware_update_progress(0x0999, nullptr, nullptr, nullptr) == COH_SDK_ERR_UNKNOWN_KEY;
+        reentered += coh_sdk::device_keys().empty();
+        return qsfp::test::cage_read(ctx, reg, len, buf);
+    };
+    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    EXPECT_EQ(reentered, 2);
+}
+
 TEST_F(CohSdkTest, AnEmptyCageIsAModuleAccessFailure) {
     init();
     const coh_sdk_device_create_record r = record(cage_, kKey);
@@ -204,27 +235,9 @@ TEST_F(CohSdkTest, DeleteForgetsTheDeviceAndRefusesUnknownKeys) {
 
 TEST_F(CohSdkTest, EveryDeviceFunctionRefusesAnUnknownKey) {
     init();
-    constexpr std::uint32_t kUnknown = COH_SDK_ERR_UNKNOWN_KEY;
-    const coh_sdk_traffic_record traffic{kKey, {}, 0};
-    const coh_sdk_laser_record laser_on{kKey, COH_SDK_LASER_ON, 2};
-    const coh_sdk_perf_mon_record pm{kKey, {0, 1, 0, 0}};
-    coh_sdk_inventory_record inventory{};
-    coh_sdk_cdb_record cdb{COH_SDK_CDB_QUERY, 0, {}, 0};
-    coh_sdk_alarms alarms{};
-    std::uint8_t b = 0;
-    char text[8];
-    std::uint32_t used = 0;
-    EXPECT_EQ(coh_sdk_read_write_reg(kKey, 0, 0, 0, 1, &b, 1), kUnknown);
-    EXPECT_EQ(coh_sdk_module_config_traffic(&traffic), kUnknown);
-    EXPECT_EQ(coh_sdk_module_set_laser(&laser_on), kUnknown);
-    EXPECT_EQ(coh_sdk_get_inventory_info(kKey, &inventory), kUnknown);
-    EXPECT_EQ(coh_sdk_handle_cdb_cmd(kKey, &cdb), kUnknown);
-    EXPECT_EQ(coh_sdk_module_cfg_and_thresholds_update(kKey, nullptr, nullptr), kUnknown);
-    EXPECT_EQ(coh_sdk_module_config_perf_mon(&pm), kUnknown);
-    EXPECT_EQ(coh_sdk_module_get_debug_info(kKey, text, sizeof text, &used), kUnknown);
-    EXPECT_EQ(coh_sdk_set_sim_alarms(kKey, &alarms), kUnknown);
-    EXPECT_EQ(coh_sdk_get_firmware_update_progress(kKey, nullptr, nullptr, nullptr), kUnknown);
-    EXPECT_EQ(coh_sdk_get_hw_cfg_alarms_pm_data(kKey, nullptr, nullptr, nullptr, nullptr, &alarms), kUnknown);
+    for (const auto &[name, rc] : call_every_device_function(kKey)) {
+        EXPECT_EQ(rc, COH_SDK_ERR_UNKNOWN_KEY) << name;
+    }
 }
 
 TEST_F(CohSdkTest, NullRecordsAreInvalidArguments) {
