@@ -20,6 +20,15 @@ constexpr std::uint32_t kKey = 0x0102;  // controller 1, port 2
 
 class CohSdkTest : public CohSdkBench {
 protected:
+    // Init and a ZR module adopted (init-hw 0) under kKey.
+    CmisModule &adopt() {
+        init();
+        CmisModule &m = insert(cage_);
+        const coh_sdk_device_create_record r = record(cage_, kKey, 0);
+        EXPECT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+        return m;
+    }
+
     Cage cage_;
 };
 
@@ -72,10 +81,7 @@ TEST_F(CohSdkTest, InitRunsOnceAndASecondInitIsRefused) {
 }
 
 TEST_F(CohSdkTest, ResetForgetsTheInitAndTheDevices) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     coh_sdk::reset();
     EXPECT_EQ(coh_sdk::init_calls(), 0);
     EXPECT_TRUE(coh_sdk::device_keys().empty());
@@ -134,10 +140,7 @@ TEST_F(CohSdkTest, CreationKeepsTheRecordAsReceivedAndLogsIt) {
 }
 
 TEST_F(CohSdkTest, CreationReadsTheIdentifierAndModuleStateThroughTheCallbacks) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     const std::vector<Transaction> log = cage_.log();
     ASSERT_EQ(log.size(), 1u);
     EXPECT_EQ(log[0].op, Op::read);
@@ -218,10 +221,7 @@ TEST_F(CohSdkTest, AModuleOutsideTheCmisFamilyIsNotReady) {
 }
 
 TEST_F(CohSdkTest, DeleteForgetsTheDeviceAndRefusesUnknownKeys) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     EXPECT_EQ(coh_sdk_device_delete(0x0103), COH_SDK_ERR_UNKNOWN_KEY);
     SdkLog::instance().take();
     EXPECT_EQ(coh_sdk_device_delete(kKey), COH_SDK_OK);
@@ -230,6 +230,7 @@ TEST_F(CohSdkTest, DeleteForgetsTheDeviceAndRefusesUnknownKeys) {
     EXPECT_EQ(lines[0], std::make_pair(3u, std::string("coh-sdk: device 0x0102 deleted\n")));
     EXPECT_EQ(coh_sdk_device_delete(kKey), COH_SDK_ERR_UNKNOWN_KEY);
     EXPECT_FALSE(coh_sdk::device(kKey));
+    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
     EXPECT_EQ(coh_sdk_device_create(&r), COH_SDK_OK) << "the key can be registered again";
 }
 
@@ -241,10 +242,7 @@ TEST_F(CohSdkTest, EveryDeviceFunctionRefusesAnUnknownKey) {
 }
 
 TEST_F(CohSdkTest, NullRecordsAreInvalidArguments) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     constexpr std::uint32_t kInvalid = COH_SDK_ERR_INVALID_ARG;
     std::uint32_t used = 0;
     EXPECT_EQ(coh_sdk_module_config_traffic(nullptr), kInvalid);
@@ -262,10 +260,7 @@ TEST_F(CohSdkTest, NullRecordsAreInvalidArguments) {
 // ---- Register access and page selection -----------------------------------------------------------
 
 TEST_F(CohSdkTest, UpperPagesAreSelectedThroughByte127OnlyWhenThePageChanges) {
-    init();
-    CmisModule &m = insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    CmisModule &m = adopt();
     cage_.clear_log();
     std::uint8_t buf[16] = {};
     ASSERT_EQ(coh_sdk_read_write_reg(kKey, 0, 0x01, 128, 16, buf, 1), COH_SDK_OK);
@@ -285,10 +280,7 @@ TEST_F(CohSdkTest, UpperPagesAreSelectedThroughByte127OnlyWhenThePageChanges) {
 }
 
 TEST_F(CohSdkTest, AFailedAccessMakesTheNextUpperAccessSelectAgain) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     std::uint8_t b = 0;
     ASSERT_EQ(coh_sdk_read_write_reg(kKey, 0, 0x11, 186, 1, &b, 1), COH_SDK_OK);
     cage_.clear_log();
@@ -308,10 +300,7 @@ TEST_F(CohSdkTest, AFailedAccessMakesTheNextUpperAccessSelectAgain) {
 }
 
 TEST_F(CohSdkTest, RegisterWritesReachTheSelectedPage) {
-    init();
-    CmisModule &m = insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    CmisModule &m = adopt();
     std::uint8_t data[3] = {0x12, 0x34, 0x56};
     ASSERT_EQ(coh_sdk_read_write_reg(kKey, 0, 0x03, 240, 3, data, 0), COH_SDK_OK);
     EXPECT_EQ(m.memory().get_bytes(0x03, 240, 3), (std::vector<std::uint8_t>{0x12, 0x34, 0x56}));
@@ -321,10 +310,7 @@ TEST_F(CohSdkTest, RegisterWritesReachTheSelectedPage) {
 }
 
 TEST_F(CohSdkTest, ARangeAcrossByte128ReadsLowerMemoryThenThePage) {
-    init();
-    CmisModule &m = insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    CmisModule &m = adopt();
     std::uint8_t buf[16] = {};
     std::vector<std::uint8_t> expected = m.memory().get_bytes(0, 120, 8);  // byte 127 before the select
     ASSERT_EQ(coh_sdk_read_write_reg(kKey, 0, 0x01, 120, 16, buf, 1), COH_SDK_OK);
@@ -334,10 +320,7 @@ TEST_F(CohSdkTest, ARangeAcrossByte128ReadsLowerMemoryThenThePage) {
 }
 
 TEST_F(CohSdkTest, RegisterAccessRefusesBadArguments) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     cage_.clear_log();
     std::uint8_t buf[16] = {};
     constexpr std::uint32_t kInvalid = COH_SDK_ERR_INVALID_ARG;
@@ -354,10 +337,7 @@ TEST_F(CohSdkTest, RegisterAccessRefusesBadArguments) {
 }
 
 TEST_F(CohSdkTest, AWriteOfByte127ByTheCallerIsNotTrusted) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     std::uint8_t b = 0;
     ASSERT_EQ(coh_sdk_read_write_reg(kKey, 0, 0x01, 128, 1, &b, 1), COH_SDK_OK);
     std::uint8_t page = 0x02;
@@ -399,10 +379,7 @@ TEST_F(CohSdkTest, AFailedLaserWriteLeavesTheLaserAsItWas) {
 }
 
 TEST_F(CohSdkTest, TrafficRecordsAreKeptAndTheModeChangesOnlyWithFlag08) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     coh_sdk_traffic_record t{kKey, {1, 2, COH_SDK_TRAFFIC_200G, 4, 5, 6, 7}, 0x02};
     ASSERT_EQ(coh_sdk_module_config_traffic(&t), COH_SDK_OK);
     auto view = coh_sdk::device(kKey);
@@ -420,10 +397,7 @@ TEST_F(CohSdkTest, TrafficRecordsAreKeptAndTheModeChangesOnlyWithFlag08) {
 }
 
 TEST_F(CohSdkTest, ConfigurationFieldsApplyByFlagAndNullPartsStayAsTheyWere) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     const coh_sdk_thresholds defaults = coh_sdk::device(kKey)->thresholds;
     EXPECT_EQ(defaults.flags, 0x300u);
     EXPECT_EQ(defaults.rx_power_th, -2000);
@@ -462,10 +436,7 @@ TEST_F(CohSdkTest, ConfigurationFieldsApplyByFlagAndNullPartsStayAsTheyWere) {
 }
 
 TEST_F(CohSdkTest, AnInvertedRangeIsRefusedAndChangesNothing) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     coh_sdk_module_cfg cfg{};
     cfg.cd_min = 500;
     cfg.flags = 0x04 | 0x02;
@@ -483,10 +454,7 @@ TEST_F(CohSdkTest, AnInvertedRangeIsRefusedAndChangesNothing) {
 }
 
 TEST_F(CohSdkTest, PerfMonitoringFollowsTheSecondConfigByte) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     coh_sdk_perf_mon_record pm{kKey, {7, 1, 9, 4}};
     ASSERT_EQ(coh_sdk_module_config_perf_mon(&pm), COH_SDK_OK);
     auto view = coh_sdk::device(kKey);
@@ -505,10 +473,7 @@ TEST_F(CohSdkTest, PerfMonitoringFollowsTheSecondConfigByte) {
 // ---- Inventory, debug text, simulated alarms, injected failures -------------------------------------
 
 TEST_F(CohSdkTest, InventoryNamesTheDspAndTheModulesRunningFirmware) {
-    init();
-    CmisModule &m = insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    CmisModule &m = adopt();
     m.set_firmware_image(CmisModule::Bank::a, {true, {4, 17, 0}, {}});  // the running bank
     coh_sdk_inventory_record inv;
     std::memset(&inv, 0xAA, sizeof inv);
@@ -524,10 +489,7 @@ TEST_F(CohSdkTest, InventoryNamesTheDspAndTheModulesRunningFirmware) {
 }
 
 TEST_F(CohSdkTest, DebugTextDescribesTheDeviceAndIsTruncatedToTheRoom) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     char text[512];
     std::uint32_t used = 0;
     ASSERT_EQ(coh_sdk_module_get_debug_info(kKey, text, sizeof text, &used), COH_SDK_OK);
@@ -549,10 +511,7 @@ TEST_F(CohSdkTest, DebugTextDescribesTheDeviceAndIsTruncatedToTheRoom) {
 }
 
 TEST_F(CohSdkTest, SimulatedAlarmsAreKept) {
-    init();
-    insert(cage_);
-    const coh_sdk_device_create_record r = record(cage_, kKey, 0);
-    ASSERT_EQ(coh_sdk_device_create(&r), COH_SDK_OK);
+    adopt();
     coh_sdk_alarms a{};
     a.ntwk_flexo = COH_SDK_FLEXO_RDI;
     a.optical = COH_SDK_OPT_DGD_HIGH;
