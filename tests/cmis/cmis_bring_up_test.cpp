@@ -66,8 +66,10 @@ TEST_F(CmisPortTest, ZRAdvertisingAZRPlusApplicationIsPromotedAndHandedToTheCohe
     EXPECT_TRUE(same_table(port->fvt, qsfp_dd_coh_dsp_fvt));
     EXPECT_EQ(state(port).coherent, 1U);
     EXPECT_EQ(state(port).media_lane_count, 1U);
-    // The hand-over comes after thresholds and wavelength, before any control write.
-    EXPECT_TRUE(data_writes().empty());
+    // The hand-over comes after thresholds and wavelength, before any control
+    // write: what the module was written is the coherent SDK's own
+    // initialisation of it (high power, data paths up, transmitters off).
+    EXPECT_EQ(writes(), (std::vector<std::string>{"lower 26: 00", "10h 128: 00", "10h 130: ff"}));
     EXPECT_EQ(state(port).wavelength[0], 0x78);
 }
 

@@ -4,3 +4,6 @@
 # calloc is wrapped so that a test can make the library's next allocation fail.
 qsfp_test(coherent/coherent_fake_sdk_test SOURCES coherent/fake_coh_sdk.cpp)
 target_link_options(coherent_fake_sdk_test PRIVATE -Wl,--wrap=calloc)
+
+# The coherent driver on the coherent SDK emulator (qsfp_sim links it).
+qsfp_test(coherent/coherent_emulated_sdk_test)
