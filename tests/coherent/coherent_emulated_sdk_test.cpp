@@ -27,13 +27,7 @@ namespace emu = sim::coh_sdk;
 // A ZR module's power-up and datapath init take up to 7.5 s and 35 s.
 constexpr useconds_t kSettleUs = 60000000;
 
-float entry_float(const qsfp_hw_status &s, std::uint32_t entry) {
-    float f;
-    std::memcpy(&f, &s.coherent[QSFP_COH_ENTRY(entry)], sizeof f);
-    return f;
-}
-std::uint32_t entry_word(const qsfp_hw_status &s, std::uint32_t entry) { return s.coherent[QSFP_COH_ENTRY(entry)]; }
-float current(const qsfp_hw_status &s, coh_sdk_pm_param p) { return entry_float(s, QSFP_COH_STATUS_PM_CURRENT + p); }
+float current(const qsfp_hw_status &s, coh_sdk_pm_param p) { return section_float(s, QSFP_COH_STATUS_PM_CURRENT + p); }
 
 class CoherentEmulatedSdkTest : public CoherentPortTest {
 protected:
@@ -119,25 +113,25 @@ TEST_F(CoherentEmulatedSdkTest, HardwareStatusFollowsTheModuleAndTheSdksPerforma
     EXPECT_EQ(s.media_type, 1u);
 
     // Configuration and state as the SDK holds them.
-    EXPECT_EQ(entry_word(s, 372), COH_SDK_TRAFFIC_400ZR);
-    EXPECT_EQ(entry_word(s, 373), 193100000u);
-    EXPECT_EQ(static_cast<std::int32_t>(entry_word(s, 374)), -150);
-    EXPECT_EQ(static_cast<std::int32_t>(entry_word(s, 375)), -2400);
-    EXPECT_EQ(static_cast<std::int32_t>(entry_word(s, 376)), 2400);
-    EXPECT_EQ(entry_word(s, 378), 1u);
-    EXPECT_EQ(entry_word(s, 380), 3u);  // ModuleReady
-    EXPECT_EQ(entry_word(s, 381), COH_SDK_STATE_UP);
-    EXPECT_EQ(entry_word(s, 382), COH_SDK_STATE_UP);
+    EXPECT_EQ(section_word(s, 372), COH_SDK_TRAFFIC_400ZR);
+    EXPECT_EQ(section_word(s, 373), 193100000u);
+    EXPECT_EQ(static_cast<std::int32_t>(section_word(s, 374)), -150);
+    EXPECT_EQ(static_cast<std::int32_t>(section_word(s, 375)), -2400);
+    EXPECT_EQ(static_cast<std::int32_t>(section_word(s, 376)), 2400);
+    EXPECT_EQ(section_word(s, 378), 1u);
+    EXPECT_EQ(section_word(s, 380), 3u);  // ModuleReady
+    EXPECT_EQ(section_word(s, 381), COH_SDK_STATE_UP);
+    EXPECT_EQ(section_word(s, 382), COH_SDK_STATE_UP);
     // Performance data: measured, and the optical powers are the module's monitors.
-    EXPECT_EQ(entry_word(s, 293), 1u);
+    EXPECT_EQ(section_word(s, 293), 1u);
     const std::vector<std::uint8_t> tx = m.memory().get_bytes(0x11, 154, 2);
     const float tx_mw = (tx[0] << 8 | tx[1]) * 0.0001f;
     EXPECT_NEAR(current(s, COH_SDK_PM_TX_POWER), 10.0f * std::log10(tx_mw), 0.05f);
     EXPECT_GT(current(s, COH_SDK_PM_OSNR), 10.0f);
     EXPECT_LT(current(s, COH_SDK_PM_PRE_FEC_BER), 0.01f);
     const std::uint32_t osnr_stats = QSFP_COH_STATUS_PM_STATS + 3 * COH_SDK_PM_OSNR;
-    EXPECT_LE(entry_float(s, osnr_stats + 1), entry_float(s, osnr_stats));
-    EXPECT_LE(entry_float(s, osnr_stats), entry_float(s, osnr_stats + 2));
+    EXPECT_LE(section_float(s, osnr_stats + 1), section_float(s, osnr_stats));
+    EXPECT_LE(section_float(s, osnr_stats), section_float(s, osnr_stats + 2));
     EXPECT_TRUE(err().empty());
 }
 
@@ -150,9 +144,9 @@ TEST_F(CoherentEmulatedSdkTest, WithTheLaserOffNothingIsDemodulated) {
     qsfp_hw_status s{};
     ASSERT_EQ(qsfp_port_hw_status(port, &s), QSFP_OK);
     EXPECT_EQ(s.tx_disabled[0], 1u);
-    EXPECT_EQ(entry_word(s, 381), COH_SDK_STATE_DOWN);
-    EXPECT_EQ(entry_word(s, 382), COH_SDK_STATE_DOWN);
-    EXPECT_EQ(entry_word(s, 383), COH_SDK_STATE_DOWN);
+    EXPECT_EQ(section_word(s, 381), COH_SDK_STATE_DOWN);
+    EXPECT_EQ(section_word(s, 382), COH_SDK_STATE_DOWN);
+    EXPECT_EQ(section_word(s, 383), COH_SDK_STATE_DOWN);
     EXPECT_EQ(current(s, COH_SDK_PM_OSNR), 0.0f);
     EXPECT_EQ(current(s, COH_SDK_PM_PRE_FEC_BER), 0.5f);
 
@@ -160,7 +154,7 @@ TEST_F(CoherentEmulatedSdkTest, WithTheLaserOffNothingIsDemodulated) {
     usleep(kSettleUs);
     ASSERT_EQ(qsfp_port_hw_status(port, &s), QSFP_OK);
     EXPECT_EQ(s.tx_disabled[0], 0u);
-    EXPECT_EQ(entry_word(s, 381), COH_SDK_STATE_UP);
+    EXPECT_EQ(section_word(s, 381), COH_SDK_STATE_UP);
     EXPECT_GT(current(s, COH_SDK_PM_OSNR), 0.0f);
 }
 

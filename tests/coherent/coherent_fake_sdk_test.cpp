@@ -798,13 +798,6 @@ TEST_F(CoherentFakeSdkTest, FirmwareProgressForwardsItsArguments) {
 
 // ---- Hardware status -----------------------------------------------------------------------------------------------
 
-float float_entry(const qsfp_hw_status &s, std::uint32_t entry) {
-    float f;
-    std::memcpy(&f, &s.coherent[QSFP_COH_ENTRY(entry)], sizeof f);
-    return f;
-}
-std::uint32_t word_entry(const qsfp_hw_status &s, std::uint32_t entry) { return s.coherent[QSFP_COH_ENTRY(entry)]; }
-
 class CoherentHwStatusTest : public CoherentFakeSdkTest {
 protected:
     // Distinct values in every field the section takes.
@@ -872,34 +865,34 @@ TEST_F(CoherentHwStatusTest, StatusHoldsMonitorsSavedValuesAndTheCoherentSection
     std::uint8_t first_byte;
     std::memcpy(&first_byte, &s.coherent[0], 1);
     EXPECT_EQ(first_byte, 1u);
-    EXPECT_EQ(word_entry(s, 293), 1u);
+    EXPECT_EQ(section_word(s, 293), 1u);
     for (std::uint32_t i = 0; i < 12; ++i) {
-        EXPECT_EQ(float_entry(s, 294 + i), 0.5f + static_cast<float>(i)) << i;
+        EXPECT_EQ(section_float(s, 294 + i), 0.5f + static_cast<float>(i)) << i;
     }
     for (std::uint32_t p = 0; p < 22; ++p) {
-        EXPECT_EQ(float_entry(s, 306 + 3 * p), 100.25f + static_cast<float>(p)) << p;
-        EXPECT_EQ(float_entry(s, 307 + 3 * p), -static_cast<float>(p)) << p;
-        EXPECT_EQ(float_entry(s, 308 + 3 * p), 1000.0f + static_cast<float>(p)) << p;
+        EXPECT_EQ(section_float(s, 306 + 3 * p), 100.25f + static_cast<float>(p)) << p;
+        EXPECT_EQ(section_float(s, 307 + 3 * p), -static_cast<float>(p)) << p;
+        EXPECT_EQ(section_float(s, 308 + 3 * p), 1000.0f + static_cast<float>(p)) << p;
     }
-    EXPECT_EQ(word_entry(s, 372), COH_SDK_TRAFFIC_400ZR);
-    EXPECT_EQ(word_entry(s, 373), 193100000u);
-    EXPECT_EQ(static_cast<std::int32_t>(word_entry(s, 374)), -120);
-    EXPECT_EQ(static_cast<std::int32_t>(word_entry(s, 375)), -2600);
-    EXPECT_EQ(static_cast<std::int32_t>(word_entry(s, 376)), 2600);
-    EXPECT_EQ(word_entry(s, 377), 0x01000100u);
-    EXPECT_EQ(word_entry(s, 378), 1u);
-    EXPECT_EQ(word_entry(s, 379), 0u);
+    EXPECT_EQ(section_word(s, 372), COH_SDK_TRAFFIC_400ZR);
+    EXPECT_EQ(section_word(s, 373), 193100000u);
+    EXPECT_EQ(static_cast<std::int32_t>(section_word(s, 374)), -120);
+    EXPECT_EQ(static_cast<std::int32_t>(section_word(s, 375)), -2600);
+    EXPECT_EQ(static_cast<std::int32_t>(section_word(s, 376)), 2600);
+    EXPECT_EQ(section_word(s, 377), 0x01000100u);
+    EXPECT_EQ(section_word(s, 378), 1u);
+    EXPECT_EQ(section_word(s, 379), 0u);
     EXPECT_EQ(s.coherent[QSFP_COH_ENTRY(380)], 3u);
     EXPECT_EQ(reinterpret_cast<const std::uint8_t *>(&s)[1520], 3u);  // byte offset 1520
-    EXPECT_EQ(word_entry(s, 381), COH_SDK_STATE_UP);
-    EXPECT_EQ(word_entry(s, 382), COH_SDK_STATE_UP);
-    EXPECT_EQ(word_entry(s, 383), COH_SDK_STATE_DOWN);
-    EXPECT_EQ(word_entry(s, 384), COH_SDK_FLEXO_RDI);
-    EXPECT_EQ(word_entry(s, 385), COH_SDK_NTWK_LOF);
-    EXPECT_EQ(word_entry(s, 386), COH_SDK_OPT_TX_POWER_HIGH | COH_SDK_OPT_RX_LOS);
-    EXPECT_EQ(word_entry(s, 387), COH_SDK_MOD_DSP_FAULT);
+    EXPECT_EQ(section_word(s, 381), COH_SDK_STATE_UP);
+    EXPECT_EQ(section_word(s, 382), COH_SDK_STATE_UP);
+    EXPECT_EQ(section_word(s, 383), COH_SDK_STATE_DOWN);
+    EXPECT_EQ(section_word(s, 384), COH_SDK_FLEXO_RDI);
+    EXPECT_EQ(section_word(s, 385), COH_SDK_NTWK_LOF);
+    EXPECT_EQ(section_word(s, 386), COH_SDK_OPT_TX_POWER_HIGH | COH_SDK_OPT_RX_LOS);
+    EXPECT_EQ(section_word(s, 387), COH_SDK_MOD_DSP_FAULT);
     for (std::uint32_t e = 388; e < 400; ++e) {
-        EXPECT_EQ(word_entry(s, e), 0u) << e;
+        EXPECT_EQ(section_word(s, e), 0u) << e;
     }
     EXPECT_TRUE(err().empty());
 }
@@ -941,7 +934,7 @@ TEST_F(CoherentHwStatusTest, AFailedModuleReadIsTracedAndTheOtherReadsFollow) {
         EXPECT_EQ(sdk().count(Call::hw_data), 1u);
         EXPECT_EQ(s.temperature, f.reg == 14 ? 0.0f : 30.0f);
         EXPECT_EQ(s.tx_disabled[0], f.reg == 0x82 ? 0u : 1u);
-        EXPECT_EQ(word_entry(s, 378), 1u);
+        EXPECT_EQ(section_word(s, 378), 1u);
     }
 }
 
@@ -954,7 +947,7 @@ TEST_F(CoherentHwStatusTest, SdkFailureLeavesOnlyThePresenceMarkInTheSection) {
     EXPECT_TRUE(has_err(port, "Coherent module hw config, alarms and pm data get failed, rc " + hex(kSdkFault) + "\n"));
     EXPECT_EQ(s.coherent[0], 1u);
     for (std::uint32_t e = 293; e < 400; ++e) {
-        EXPECT_EQ(word_entry(s, e), 0u) << e;
+        EXPECT_EQ(section_word(s, e), 0u) << e;
     }
     EXPECT_NE(s.temperature, 0.0f);
     EXPECT_EQ(qsfp_port_hw_status(port, nullptr), QSFP_ERR_INVALID);
@@ -987,9 +980,9 @@ TEST(CoherentStatusSection, NullRecordsAnswer22AndWriteNothing) {
     EXPECT_EQ(coherent_module_copy_hw_config_alarms_pm_data(&s, nullptr, &st, pm.get(), &a), QSFP_ERR_INVALID);
     EXPECT_EQ(coherent_module_copy_hw_config_alarms_pm_data(&s, &c, nullptr, pm.get(), &a), QSFP_ERR_INVALID);
     EXPECT_EQ(coherent_module_copy_hw_config_alarms_pm_data(&s, &c, &st, pm.get(), nullptr), QSFP_ERR_INVALID);
-    EXPECT_EQ(word_entry(s, 387), 0u);
+    EXPECT_EQ(section_word(s, 387), 0u);
     EXPECT_EQ(coherent_module_copy_hw_config_alarms_pm_data(&s, &c, &st, pm.get(), &a), QSFP_OK);
-    EXPECT_EQ(word_entry(s, 387), 5u);
+    EXPECT_EQ(section_word(s, 387), 5u);
 }
 
 }  // namespace

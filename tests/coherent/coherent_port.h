@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,16 @@
 #include "cmis/cmis_port.h"
 
 namespace qsfp::test {
+
+// Entry `entry` (292-399) of a status record's coherent section, as a word or a float.
+inline std::uint32_t section_word(const qsfp_hw_status &s, std::uint32_t entry) {
+    return s.coherent[QSFP_COH_ENTRY(entry)];
+}
+inline float section_float(const qsfp_hw_status &s, std::uint32_t entry) {
+    float f;
+    std::memcpy(&f, &s.coherent[QSFP_COH_ENTRY(entry)], sizeof f);
+    return f;
+}
 
 class CoherentPortTest : public CmisPortTest {
 protected:
