@@ -1,7 +1,9 @@
 // The coherent DSP driver table (QSFP-DD ZR and ZR+). Lane, equaliser, DOM
-// report and SI-value slots are stubs: the DSP SDK manages those itself.
+// report and SI-value slots are stubs: the DSP SDK manages those itself. The
+// register decode stays empty: the module's pages are the SDK's to read.
 #include <qsfp/qsfp_port.h>
 
+#include "coherent/coherent.h"
 #include "framework/driver_stub.h"
 
 namespace {
@@ -14,12 +16,12 @@ constexpr StubTable kTable = StubTable::coherent;
 }  // namespace
 
 extern "C" const qsfp_drv_fvt qsfp_dd_coh_dsp_fvt = {
-    .device_init = nullptr,
+    .device_init = qsfp::coherent::device_init,
     .lane_tx_ena_dis = unsupported<kTable, 1>,
     .lane_rx_ena_dis = unsupported<kTable, 2>,
     .lane_tx_cdr_ena = unsupported<kTable, 3>,
     .lane_rx_cdr_ena = unsupported<kTable, 4>,
-    .get_type = nullptr,
+    .get_type = qsfp::coherent::get_type,
     .modify_eq = unsupported<kTable, 6>,
     .modify_deemphasis = unsupported<kTable, 7>,
     .modify_amp = unsupported<kTable, 8>,
@@ -29,20 +31,20 @@ extern "C" const qsfp_drv_fvt qsfp_dd_coh_dsp_fvt = {
     .dom_alarm_warn_monitor = unsupported<kTable, 12>,
     .dom_channel_ctrl_monitor_mask = unsupported<kTable, 13>,
     .dom_channel_alarm_warn = unsupported<kTable, 14>,
-    .get_hw_status = nullptr,
-    .get_hw_info = nullptr,
-    .port_disable = nullptr,
-    .port_enable = nullptr,
-    .mode_config = nullptr,
+    .get_hw_status = qsfp::coherent::get_hw_status,
+    .get_hw_info = qsfp::coherent::get_hw_info,
+    .port_disable = qsfp::coherent::port_disable,
+    .port_enable = qsfp::coherent::port_enable,
+    .mode_config = qsfp::coherent::mode_config,
     .modify_si_values = unsupported<kTable, 20>,
     .phy_reg_decode = nullptr,
-    .config_traffic = nullptr,
-    .config_perf_mon = nullptr,
-    .config_update = nullptr,
-    .cdb_cmd_execute = nullptr,
-    .get_debug_info = nullptr,
-    .reg_read_write = nullptr,
-    .delete_device = nullptr,
-    .set_sim_alarms = nullptr,
-    .get_firmware_update_progress = nullptr,
+    .config_traffic = coherent_module_config_traffic,
+    .config_perf_mon = coherent_module_config_perf_mon,
+    .config_update = coherent_module_config_update,
+    .cdb_cmd_execute = coherent_module_cdb_cmd_execute,
+    .get_debug_info = coherent_module_get_debug_info,
+    .reg_read_write = coherent_module_reg_read_write,
+    .delete_device = coherent_module_delete_device,
+    .set_sim_alarms = qsfp::coherent::set_sim_alarms,
+    .get_firmware_update_progress = qsfp::coherent::get_firmware_update_progress,
 };

@@ -15,5 +15,6 @@
 #include <qsfp/qsfp_compliance.h>
 #include <qsfp/qsfp_decode.h>
 #include <qsfp/coh_sdk.h>
+#include <qsfp/qsfp_coherent.h>
 
 #endif /* QSFP_QSFP_H */

@@ -11,6 +11,13 @@ _Static_assert(sizeof(qsfp_hw_info) == 228, "inventory record");
 _Static_assert(sizeof(qsfp_drv_fvt) == 31 * sizeof(void *), "driver table slots");
 _Static_assert(offsetof(qsfp_drv_fvt, get_firmware_update_progress) == 30 * sizeof(void *), "last slot");
 _Static_assert(offsetof(qsfp_port_ctx, port_lock) == 0, "port_lock first");
+_Static_assert(sizeof(qsfp_coh_traffic_config) == 32, "traffic config: eight words");
+_Static_assert(sizeof(qsfp_coh_perf_mon_config) == 4, "perf-mon config: four bytes");
+_Static_assert(sizeof(qsfp_coh_module_config) == sizeof(coh_sdk_module_cfg), "module config mirrors the SDK's");
+_Static_assert(offsetof(qsfp_coh_module_config, flags) == offsetof(coh_sdk_module_cfg, flags), "config flags");
+_Static_assert(sizeof(qsfp_coh_thresholds) == sizeof(coh_sdk_thresholds), "thresholds mirror the SDK's");
+_Static_assert(sizeof(qsfp_coh_sim_alarms) == 12, "three alarm bitmaps");
+_Static_assert(sizeof(coh_sdk_device_create_record) == 74, "device-create record");
 
 static int failures;
 
@@ -79,6 +86,33 @@ int main(void) {
     status.media_type = 4;
     static qsfp8636_lane_record lanes;
     check(qsfp8636_xcvr_decode_qsfp8636_dom_lane_info(&status, (char *)&lanes) == 4, "lane decoder");
+
+    /* qsfp_coherent.h and coh_sdk.h */
+    static coh_sdk_pm_data pm;
+    coh_sdk_hw_config config;
+    coh_sdk_hw_state state;
+    coh_sdk_alarms alarms;
+    memset(&config, 0, sizeof config);
+    memset(&state, 0, sizeof state);
+    memset(&alarms, 0, sizeof alarms);
+    pm.valid = 1;
+    pm.current[0] = -7.5f;
+    state.laser = COH_SDK_STATE_UP;
+    alarms.module = COH_SDK_MOD_LASER_FAULT;
+    memset(&status, 0, sizeof status);
+    check(coherent_module_copy_hw_config_alarms_pm_data(&status, &config, &state, &pm, &alarms) == QSFP_OK,
+          "coherent_module_copy_hw_config_alarms_pm_data");
+    float current0;
+    memcpy(&current0, &status.coherent[QSFP_COH_ENTRY(QSFP_COH_STATUS_PM_CURRENT)], sizeof current0);
+    check(status.coherent[QSFP_COH_ENTRY(QSFP_COH_STATUS_PM_VALID)] == 1 && current0 == -7.5f &&
+              status.coherent[QSFP_COH_ENTRY(QSFP_COH_STATUS_STATE + 1)] == COH_SDK_STATE_UP &&
+              status.coherent[QSFP_COH_ENTRY(QSFP_COH_STATUS_ALARMS + 3)] == COH_SDK_MOD_LASER_FAULT,
+          "coherent section entries");
+    check(coherent_module_copy_hw_config_alarms_pm_data(NULL, &config, &state, &pm, &alarms) == QSFP_ERR_INVALID,
+          "coherent_module_copy_hw_config_alarms_pm_data(NULL)");
+    check(coherent_module_init(NULL) == QSFP_ERR_INVALID, "coherent_module_init(NULL)");
+    uint32_t pin = 0;
+    check(coherent_module_read_status_pin(NULL, &pin) == QSFP_ERR_INVALID, "coherent_module_read_status_pin(NULL)");
 
     /* platform.h: the interface has no tree free (a library's tree lives as
      * long as the process), so the tree is kept for the process's life too. */

@@ -23,6 +23,7 @@ const char *const kTolerated[] = {
     "Failed to read the Active Control Set",
     "QSFP Upper Page 3 Korva VID",
     "QSFP Upper Page 3 Korva PID",
+    "coh-sdk port init FAILED",  // the coherent SDK could not register the module; device init answers 0
 };
 
 bool traced_tolerated_failure() {
@@ -86,11 +87,16 @@ TEST_P(CmisBringUpFaultTest, EveryAccessFailingOnce) {
             EXPECT_TRUE(traced_tolerated_failure()) << "rc " << rc << " after a failed access";
             ++tolerated;
         }
-        // The port answers once the bus does.
+        // The port answers once the bus does; a coherent port only when the
+        // SDK took its module (its register access goes through the SDK).
         cage().clear_faults();
         std::uint8_t id = 0;
-        EXPECT_EQ(qsfp_port_read(result.handle, 0, 0, 1, &id), QSFP_OK);
-        EXPECT_EQ(id, 0x18);
+        if (trace_has(kErr, "Controller 0 Port 1: coh-sdk port init FAILED\n")) {
+            EXPECT_EQ(qsfp_port_read(result.handle, 0, 0, 1, &id), COH_SDK_ERR_UNKNOWN_KEY);
+        } else {
+            EXPECT_EQ(qsfp_port_read(result.handle, 0, 0, 1, &id), QSFP_OK);
+            EXPECT_EQ(id, 0x18);
+        }
         EXPECT_EQ(qsfp_port_delete(result.handle), QSFP_OK);
         ++tried;
     }
@@ -105,7 +111,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"400G-XDR4", QSFP_DD_INIT_ADOPT, 14, QSFP_OK},
                       Case{"400G-FR4-CMIS3", QSFP_DD_INIT_FULL, 7, QSFP_OK, true, true},
                       Case{"2X100G-SR4", QSFP_DD_INIT_FULL, 15, QSFP_OK, false, true},
-                      Case{"400G-ZR", QSFP_DD_INIT_FULL, 0, QSFP_ERR_EMPTY_SLOT},
+                      Case{"400G-ZR", QSFP_DD_INIT_FULL, 0, QSFP_OK},
                       Case{"KORVA-400G-CR8-FLAT", QSFP_DD_INIT_FULL, 0, QSFP_OK},
                       Case{"PRE04-400G-LB", QSFP_DD_INIT_FULL, 0, QSFP_OK},
                       Case{"KORVA-AVAGO-ALPHA", QSFP_DD_INIT_FULL, 0, QSFP_OK}),

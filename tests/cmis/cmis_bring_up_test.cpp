@@ -58,7 +58,7 @@ TEST_F(CmisPortTest, DR4WhoseReachCannotBeReadStaysADR4) {
 
 TEST_F(CmisPortTest, ZRAdvertisingAZRPlusApplicationIsPromotedAndHandedToTheCoherentDriver) {
     insert_cmis("400G-ZR-ZRP");
-    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_ERR_EMPTY_SLOT);
+    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_OK);
     EXPECT_EQ(port->hw_info.qsfp_type, QSFP_DD_TYPE_400G_ZRP);
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: check and update ZR module type \n"));
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: change coherent module type as ZRP, in-type 207, out-type 208 \n"));
@@ -66,14 +66,16 @@ TEST_F(CmisPortTest, ZRAdvertisingAZRPlusApplicationIsPromotedAndHandedToTheCohe
     EXPECT_TRUE(same_table(port->fvt, qsfp_dd_coh_dsp_fvt));
     EXPECT_EQ(state(port).coherent, 1U);
     EXPECT_EQ(state(port).media_lane_count, 1U);
-    // The hand-over comes after thresholds and wavelength, before any control write.
-    EXPECT_TRUE(data_writes().empty());
+    // The hand-over comes after thresholds and wavelength, before any control
+    // write: what the module was written is the coherent SDK's own
+    // initialisation of it (high power, data paths up, transmitters off).
+    EXPECT_EQ(writes(), (std::vector<std::string>{"lower 26: 00", "10h 128: 00", "10h 130: ff"}));
     EXPECT_EQ(state(port).wavelength[0], 0x78);
 }
 
 TEST_F(CmisPortTest, PlainZRStaysZR) {
     insert_cmis("400G-ZR");
-    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_ERR_EMPTY_SLOT);
+    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_OK);
     EXPECT_EQ(port->hw_info.qsfp_type, QSFP_DD_TYPE_400G_ZR);
     EXPECT_TRUE(trace_has(kEvt, "Controller 0 Port 1: check and update ZR module type \n"));
     EXPECT_FALSE(trace_has(kEvt, "Controller 0 Port 1: ZR module updated to ZRPlus \n"));
@@ -100,7 +102,7 @@ TEST_F(CmisPortTest, PromotionNeedsTheExactMediaInterface) {
 
 TEST_F(CmisPortTest, MediaLaneCountOfTheHandOverIsOneForZRPlus) {
     insert_cmis("400G-ZRP");
-    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_ERR_EMPTY_SLOT);
+    qsfp_port_ctx *port = bring_up(QSFP_DD_INIT_FULL, 0, QSFP_OK);
     EXPECT_EQ(state(port).media_lane_count, 1U);
     EXPECT_FALSE(trace_has(kEvt, "Controller 0 Port 1: check and update ZR module type \n"));
 }

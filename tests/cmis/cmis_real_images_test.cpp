@@ -42,7 +42,7 @@ const std::map<std::string, Expected> kExpected = {
     {"cmis_INNOLIGHT_T-DP4CNH-N00_1.bin", {0xC3, "HDX-400G-DR4-V"}},
     {"cmis_JUNIPER-1G1_740-174932_1.bin", {0, "HDX-400G-UNKNOWN"}},
     // descriptor 7 = 11 3E 81 (400ZR): row 23; handed to the coherent table
-    {"cmis_LUMENTUM_LDO-080-DZ-GO1_1.bin", {0xCF, "HDX-400G-ZR-V", QSFP_ERR_EMPTY_SLOT}},
+    {"cmis_LUMENTUM_LDO-080-DZ-GO1_1.bin", {0xCF, "HDX-400G-ZR-V", QSFP_OK}},
     // media 3, 1D 01 88: row 0; byte 202 = 05h: 0.5 m
     {"cmis_Mellanox_MCP1660-W00AE30_1.bin", {0xC1, "HDX-400-CU0.5M"}},
     // media 2, descriptor 2 = 0B 10 44: row 11 (2x100G CWDM4). Its active set
