@@ -7,12 +7,12 @@ set -eu
 # qsfpctl metrics and serve, python3-prometheus-client: the parser their tests
 # read them with; libssl-dev: the SHA-256 of cdb --sha256; go-md2man: the man
 # page, groff-base: its check; bsdutils: script(1), the pseudo-terminal of the
-# progress-bar tests.
+# progress-bar tests; clang-tidy and cppcheck: the static checks.
 PACKAGES="build-essential cmake ninja-build pkg-config git
 libsafec-dev googletest libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
 linux-libc-dev python3 python3-jsonschema
 prometheus-cpp-dev python3-prometheus-client libssl-dev go-md2man groff-base bsdutils
-clang lld libclang-rt-14-dev"
+clang lld libclang-rt-14-dev clang-tidy cppcheck"
 
 missing=""
 for p in $PACKAGES; do

@@ -56,13 +56,16 @@ TEST(QsfpctlCard, ListShowsEveryCageWithItsCondition) {
     EXPECT_NE(list_row(o.out, 9).find("QSFPDD 400G FR4"), std::string::npos);
     EXPECT_NE(list_row(o.out, 10).find("QSFPDD 400G DR4"), std::string::npos);
     EXPECT_NE(list_row(o.out, 11).find("QSFPDD 400G PASSIVE COPPER"), std::string::npos);
-    EXPECT_NE(list_row(o.out, 12).find("QSFP-DD"), std::string::npos);  // no type from the coherent table yet
+    EXPECT_NE(list_row(o.out, 12).find("QSFPDD 400G ZR"), std::string::npos);
     // Brought up for their default mode (400G, application 1) and enabled.
     EXPECT_NE(list_row(o.out, 9).find("application 1, all datapaths activated"), std::string::npos);
     EXPECT_NE(list_row(o.out, 10).find("application 1, all datapaths activated"), std::string::npos);
     EXPECT_NE(list_row(o.out, 11).find("ready (passive cable: nothing to configure)"), std::string::npos);
-    // The ZR module is handed to the coherent table, which has no bring-up yet.
-    EXPECT_NE(list_row(o.out, 12).find("no driver for this module: rc 0xffffffff"), std::string::npos);
+    // The ZR module is handed to the coherent driver; its DSP initialised
+    // the module with the laser off, so nothing is received and the
+    // loss-of-signal alarms stand.
+    EXPECT_NE(list_row(o.out, 12).find("coherent DSP, laser off, no signal, ALARM"), std::string::npos)
+        << list_row(o.out, 12);
 }
 
 TEST(QsfpctlCard, ListColumnsAreAligned) {
@@ -181,9 +184,33 @@ TEST(QsfpctlCard, EnableOfACmisCageGoesThroughItsDriver) {
     const auto o = run({"enable", "10"});
     EXPECT_EQ(o.code, qsfpctl::kExitOk) << o.err;
     EXPECT_EQ(o.err, "");
-    expect_one_line_error(run({"enable", "12"}), qsfpctl::kExitNotSupported,
-                          "cage 12: enable of lanes 0xff failed: rc 0xffffffff (empty slot: not supported by this "
-                          "module's driver yet)");
+    // The coherent driver's enable turns the laser on through the DSP SDK.
+    const auto zr = run({"enable", "12"});
+    EXPECT_EQ(zr.code, qsfpctl::kExitOk) << zr.err;
+    EXPECT_EQ(zr.out.rfind("cage 12: lanes 0xff enabled\n", 0), 0u) << zr.out;
+}
+
+TEST(QsfpctlCard, StatusOfTheCoherentCageShowsTheDspInsteadOfLaneMonitors) {
+    const auto o = run({"status", "12"});
+    ASSERT_EQ(o.code, 0) << o.err;
+    EXPECT_NE(o.out.find("module  temperature C  51.00"), std::string::npos) << o.out;
+    EXPECT_EQ(o.out.find("lane 1"), std::string::npos) << o.out;  // no per-lane optical monitors
+    EXPECT_NE(o.out.find("coherent DSP: module state 2, laser off, no signal, frames not aligned, Tx disabled"),
+              std::string::npos)
+        << o.out;
+    // With the laser off the DSP demodulates nothing: the floor of the power
+    // readings and a bit error ratio of one half.
+    EXPECT_NE(o.out.find("rx_total_power          dBm     -40.00    -40.00    -40.00    -40.00"), std::string::npos)
+        << o.out;
+    EXPECT_NE(o.out.find("pre_fec_ber                     5.00e-01"), std::string::npos) << o.out;
+    const auto j = run({"status", "12", "--json"});
+    ASSERT_EQ(j.code, 0) << j.err;
+    EXPECT_EQ(schema_errors("status", j.out), "");
+    const auto parsed = nlohmann::json::parse(j.out);
+    EXPECT_TRUE(parsed["lanes"].empty());
+    EXPECT_FALSE(parsed["coherent"]["laser_on"].get<bool>());
+    EXPECT_EQ(parsed["coherent"]["performance"].size(), 22u);
+    EXPECT_EQ(parsed["coherent"]["performance"][0]["name"], "rx_total_power");
 }
 
 TEST(QsfpctlCard, ModeIsCheckedByTheDriver) {

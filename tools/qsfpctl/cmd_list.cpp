@@ -1,7 +1,7 @@
 // `list`: one line per cage, as the library identifies its module.
 #include <nlohmann/json.hpp>
 
-#include <qsfp/qsfp_port_ops.h>
+#include <qsfp/qsfp.h>
 
 #include "cmis_datapath.h"
 #include "commands.h"
@@ -69,6 +69,33 @@ std::string cmis_state(const OpenPort &port) {
     return "application " + std::to_string(active >> 4) + ", " + lanes;
 }
 
+// A coherent port: the DSP's view from the coherent section of the status
+// record (laser, signal lock, frame alignment, alarm words).
+std::string coherent_state(const OpenPort &port) {
+    if (port.create_rc != QSFP_OK) {
+        return "bring-up failed: " + rc_text(port.create_rc);
+    }
+    qsfp_hw_status status{};
+    const std::uint32_t rc = qsfp_port_hw_status(port.handle, &status);
+    if (rc != QSFP_OK) {
+        return "coherent DSP, no live status: " + rc_text(rc);
+    }
+    auto entry = [&](std::uint32_t n) { return status.coherent[QSFP_COH_ENTRY(n)]; };
+    const bool laser = entry(QSFP_COH_STATUS_STATE + 1) == COH_SDK_STATE_UP;
+    const bool signal = entry(QSFP_COH_STATUS_STATE + 2) == COH_SDK_STATE_UP;
+    const bool traffic = entry(QSFP_COH_STATUS_STATE + 3) == COH_SDK_STATE_UP;
+    std::string state = std::string("coherent DSP, laser ") + (laser ? "on" : "off");
+    state += signal ? ", signal locked" : ", no signal";
+    if (signal) {
+        state += traffic ? ", frames aligned" : ", frames not aligned";
+    }
+    bool alarm = false;
+    for (std::uint32_t w = 0; w < QSFP_COH_STATUS_ALARM_WORDS; ++w) {
+        alarm = alarm || entry(QSFP_COH_STATUS_ALARMS + w) != 0;
+    }
+    return alarm ? state + ", ALARM" : state;
+}
+
 CageLine describe(const OpenPort &port) {
     CageLine line;
     line.cage = port.cage;
@@ -86,6 +113,8 @@ CageLine describe(const OpenPort &port) {
         line.state = sff8636_state(port);
     } else if (port.driver == DriverKind::cmis) {
         line.state = cmis_state(port);
+    } else if (port.driver == DriverKind::coherent) {
+        line.state = coherent_state(port);
     } else {
         line.state = "no driver for this module: " + rc_text(port.create_rc);
     }

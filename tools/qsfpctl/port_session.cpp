@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include <qsfp/platform_ref.h>
-#include <qsfp/qsfp_port_ops.h>
+#include <qsfp/qsfp.h>
 #include <qsfp/sim/virtual_clock.h>
 
 namespace qsfpctl {
@@ -96,6 +96,14 @@ OpenPort PortSession::create(std::size_t cage) {
     port.handle = result.handle;
     if (port.handle != nullptr) {
         port.driver = bound_driver(port.handle);
+    }
+    if (port.driver == DriverKind::coherent && port.create_rc == QSFP_OK) {
+        // The DSP keeps performance statistics only while monitoring runs; a
+        // port manager starts it with the port, and so does the tool, so that
+        // `status` and `metrics` have the DSP's readings to show.
+        qsfp_coh_perf_mon_config monitoring{};
+        monitoring.config[1] = 1;
+        qsfp_module_config_perf_mon(port.handle, &monitoring);
     }
     if (port.driver == DriverKind::none) {
         // Creation failed before a driver was bound: find out whether anything

@@ -6,6 +6,7 @@
 
 #include <qsfp/qsfp_port_ops.h>
 
+#include "coherent_view.h"
 #include "exit_codes.h"
 #include "json_value.h"
 #include "library_answer.h"
@@ -42,7 +43,8 @@ std::vector<Monitor> lane_monitors(const qsfp_hw_status &s, std::uint32_t i) {
 std::vector<MonitorRow> all_monitors(const qsfp_hw_status &s) {
     std::vector<MonitorRow> rows;
     for (const Monitor &m : module_monitors(s)) rows.push_back({0, m});
-    for (std::uint32_t i = 0; i < status_lanes(s); ++i) {
+    // A coherent port's optical readings are the DSP's, not lane monitors.
+    for (std::uint32_t i = 0; !has_coherent_section(s) && i < status_lanes(s); ++i) {
         for (const Monitor &m : lane_monitors(s, i)) rows.push_back({i + 1, m});
     }
     return rows;
@@ -122,6 +124,10 @@ void print_monitors(std::ostream &out, const std::vector<MonitorRow> &rows, bool
 void print_status(Context &ctx, const qsfp_hw_status &s, bool colour) {
     print_monitors(ctx.out, all_monitors(s), colour);
     ctx.out << '\n';
+    if (has_coherent_section(s)) {
+        print_coherent(ctx.out, s);
+        return;
+    }
     const std::uint32_t lanes = status_lanes(s);
     std::vector<std::string> headings = {"LANE"};
     for (const LaneStates &state : kLaneStates) {
@@ -144,6 +150,9 @@ nlohmann::json status_json(std::size_t cage, const qsfp_hw_status &s) {
     nlohmann::json module = nlohmann::json::object();
     for (const Monitor &m : module_monitors(s)) module[m.name] = monitor_json(m);
     nlohmann::json lanes = nlohmann::json::array();
+    if (has_coherent_section(s)) {
+        return {{"cage", cage}, {"module", module}, {"lanes", lanes}, {"coherent", coherent_json(s)}};
+    }
     for (std::uint32_t i = 0; i < status_lanes(s); ++i) {
         nlohmann::json lane = {{"lane", i + 1}};
         for (const Monitor &m : lane_monitors(s, i)) lane[m.name] = monitor_json(m);
