@@ -1,5 +1,6 @@
 // The fault matrix: every exported port operation on every kind of module
-// (SFF-8636 and CMIS, paged and flat, raw two-wire and direct-page buses) is
+// (SFF-8636 and CMIS, paged and flat, raw two-wire and direct-page buses,
+// coherent ZR and ZR+ through the emulated DSP SDK) is
 // run once to count its bus accesses, then once per access with that access
 // failing, and once per access with the module pulled just before it. Each
 // case must answer the failing access's code, the code of the path it took,
@@ -172,6 +173,34 @@ std::vector<NamedOperation> operations() {
              return qsfp_port_get_firmware_update_progress(p, &a, &b, &c);
          }},
         {"event_irq", [](qsfp_port_ctx *p) { return qsfp_port_handle_event_irq(p); }},
+        {"config_traffic",
+         [](qsfp_port_ctx *p) {
+             qsfp_coh_traffic_config traffic{};
+             traffic.value[2] = 1;
+             return qsfp_module_config_traffic(p, &traffic);
+         }},
+        {"config_perf_mon",
+         [](qsfp_port_ctx *p) {
+             qsfp_coh_perf_mon_config monitoring{};
+             monitoring.config[1] = 1;
+             return qsfp_module_config_perf_mon(p, &monitoring);
+         }},
+        {"config_update",
+         [](qsfp_port_ctx *p) {
+             qsfp_coh_module_config config{};
+             config.cd_min = -2000;
+             config.cd_max = 2000;
+             config.flags = 0x06;
+             qsfp_coh_thresholds thresholds{};
+             thresholds.osnr_low_th = 180;
+             thresholds.flags = 0x200;
+             return qsfp_module_config_update(p, &config, &thresholds);
+         }},
+        {"set_sim_alarms",
+         [](qsfp_port_ctx *p) {
+             qsfp_coh_sim_alarms alarms{0x02, 0x04, 0x08};
+             return qsfp_port_set_sim_alarms(p, &alarms);
+         }},
     };
 }
 
@@ -204,9 +233,13 @@ std::vector<std::uint32_t> accesses_to_fail(const std::vector<sim::Transaction> 
 }
 
 // What a case may answer besides the failing access's code and what the
-// operation answers untouched: the library's own codes for a failed step.
+// operation answers untouched: the library's own codes for a failed step,
+// and on a coherent port the DSP SDK's for a module access or CDB exchange
+// that failed under it (the coherent driver returns the SDK's answer).
 bool path_code(std::uint32_t rc) {
     switch (rc) {
+    case COH_SDK_ERR_MODULE_ACCESS:
+    case COH_SDK_ERR_CDB:
     case QSFP_OK:
     case QSFP_ERR_NOT_READY:
     case QSFP_ERR_INVALID:
@@ -393,6 +426,8 @@ constexpr Kind kKinds[] = {
     {"400G-CR8-FLAT", QSFP_DD_INIT_FULL, 0, false},
     {"400G-CR8-FLAT", QSFP_DD_INIT_FULL, 0, true},
     {"PRE04-400G-LB", QSFP_DD_INIT_FULL, 0, false},
+    {"400G-ZR", QSFP_DD_INIT_FULL, 0, false},
+    {"400G-ZR-ZRP", QSFP_DD_INIT_FULL, 0, false},
 };
 
 INSTANTIATE_TEST_SUITE_P(Modules, FaultMatrixTest, ::testing::ValuesIn(kKinds), kind_name);
