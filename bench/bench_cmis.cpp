@@ -1,8 +1,13 @@
 // CMIS operations: bring-up from power-on, a mode change and the live status
 // record, with the bus traffic they cost against the least their register
 // sequence needs.
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
 
 #include <qsfp/qsfp_port_ops.h>
 #include <qsfp/sim/cmis_catalogue.h>
@@ -123,5 +128,51 @@ void BM_CmisSiChange(benchmark::State &state) {
     });
 }
 QSFP_BENCH_BOTH_BUSES(BM_CmisSiChange);
+
+// A firmware download of a 16 KiB image into the inactive bank of a 400G
+// FR4 (command 400: download only, so every pass does the same). The least
+// it moves is the image itself; the CDB command blocks, the completion and
+// status polls and the page selects of each block come on top.
+constexpr std::uint32_t kImageBytes = 16384;
+
+// The image in a scratch file for the benchmark's run, removed afterwards.
+struct ImageFile {
+    std::string path = "/tmp/qsfp_bench_image_" + std::to_string(getpid()) + ".bin";
+    ImageFile() {
+        std::vector<unsigned char> bytes(kImageBytes);
+        for (std::uint32_t i = 0; i < kImageBytes; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 251);
+        bytes[0] = 2;  // vendor header: version 2.0
+        if (std::FILE *f = std::fopen(path.c_str(), "wb")) {
+            std::fwrite(bytes.data(), 1, bytes.size(), f);
+            std::fclose(f);
+        }
+    }
+    ~ImageFile() { std::remove(path.c_str()); }
+};
+
+void BM_CmisCdbDownload(benchmark::State &state) {
+    ReadyPort p("400G-FR4");
+    const ImageFile image;
+    char response[2048];
+    bench::run_op(state, p, kImageBytes, 1, [&] {
+        std::uint32_t length = 0;
+        cdb_cmd_info request{QSFP_DD_CDB_DOWNLOAD, image.path.c_str(), response, sizeof response, &length};
+        if (qsfp_module_cdb_cmd_execute(p.port, &request) != QSFP_OK) {
+            state.SkipWithError("the download failed");
+        }
+    });
+}
+QSFP_BENCH_BOTH_BUSES(BM_CmisCdbDownload)->Unit(benchmark::kMillisecond);
+
+// The live status record of a ZR through the coherent DSP SDK. The
+// adapter's own reads are temperature (2), supply (2) and Tx disable (1);
+// the rest of the traffic is the emulated SDK's (its page selects and the
+// module readings behind its performance data), so no ratio is given.
+void BM_CoherentHwStatus(benchmark::State &state) {
+    ReadyPort p("400G-ZR");
+    qsfp_hw_status status{};
+    bench::run_op(state, p, 0, 1, [&] { benchmark::DoNotOptimize(qsfp_port_hw_status(p.port, &status)); });
+}
+QSFP_BENCH_BOTH_BUSES(BM_CoherentHwStatus);
 
 }  // namespace
