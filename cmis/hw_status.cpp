@@ -24,7 +24,6 @@ using namespace units;
 // module raised during the half second in between.
 constexpr std::uint32_t kObservationRounds = 50;
 constexpr std::uint32_t kObservationRoundUs = 10000;
-constexpr std::uint32_t kWavelengthUnit = 20;  // page 01h 138-139 count 0.05 nm
 constexpr std::uint8_t kDomMonitors = kDomAll;
 
 using LaneStatus = std::array<std::uint8_t, kLaneStatusBytes>;
@@ -222,9 +221,7 @@ std::uint32_t module_status(qsfp_port_ctx *port, std::uint32_t lanes, Status *st
             return rc;
         }
     }
-    // Whole nanometres: the integer division drops the 0.05 nm steps on purpose.
-    // NOLINTNEXTLINE(bugprone-integer-division)
-    status->wavelength_nm = static_cast<float>(word_at(state(port).wavelength) / kWavelengthUnit);
+    status->wavelength_nm = wavelength_whole_nm(word_at(state(port).wavelength));
     status->thresholds = port->thresholds;
     store_lane_flags(block, dom_support, lanes, status);
     return read_module_flags(port, dom_support, status);

@@ -20,7 +20,6 @@ using namespace units;
 constexpr std::uint32_t kMediaType = 1;
 constexpr std::uint8_t kDomMonitors = cmis::kDomAll;
 constexpr std::uint8_t kLane1 = 0x01;  // page 10h byte 130 bit 0: the coherent module's one media lane
-constexpr std::uint32_t kWavelengthUnit = 20;  // page 01h 138-139 count 0.05 nm
 constexpr std::uint8_t kSectionPresent = 1;
 
 std::uint32_t read(qsfp_port_ctx *port, std::uint32_t page, std::uint32_t reg, std::uint32_t len, std::uint8_t *buf) {
@@ -52,7 +51,7 @@ std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
 
 void fill_saved(qsfp_port_ctx *port, qsfp_hw_status *status) {
     const std::uint8_t *w = state(port).cmis.wavelength;
-    status->wavelength_nm = static_cast<float>(word_at(w) / kWavelengthUnit);
+    status->wavelength_nm = wavelength_whole_nm(word_at(w));
     status->thresholds = port->thresholds;
     status->vdm_present = 0;
     std::memcpy(&status->coherent[QSFP_COH_ENTRY(QSFP_COH_STATUS_PRESENT)], &kSectionPresent, 1);

@@ -30,4 +30,12 @@ constexpr float power_mw_narrowed(std::uint16_t raw) { return static_cast<float>
 inline constexpr float kDarkPowerMw = 0.0001f;
 inline float dbm_or_dark(float mw) { return dbm(mw == 0.0f ? kDarkPowerMw : mw); }
 
+// A wavelength word counts 0.05 nm (SFF-8636 bytes 186-187, CMIS page 01h
+// 138-139); the status record takes whole nanometres, the integer division
+// dropping the 0.05 nm steps on purpose.
+inline constexpr std::uint32_t kWavelengthSteps = 20;
+constexpr float wavelength_whole_nm(std::uint16_t raw) {
+    return static_cast<float>(raw / kWavelengthSteps);  // NOLINT(bugprone-integer-division)
+}
+
 }  // namespace qsfp::units

@@ -23,7 +23,6 @@ constexpr std::uint32_t kStepUs = 10000;
 constexpr std::uint32_t kFlagObservationSteps = 20;
 // Rx power, bias and Tx power of lanes 1-4 in one read (bytes 34-57).
 constexpr std::uint32_t kLaneMonitorLen = kTxPower + 2 * kLanes - kLaneMonitors;
-constexpr std::uint32_t kWavelengthUnit = 20;   // bytes 186-187 count 0.05 nm
 
 // Media lane count by type code: a DWDM2 module has 2 wavelengths, the
 // single-lambda DR/FR/LR modules 1, everything else 4 lanes.
@@ -106,9 +105,7 @@ std::uint32_t read_monitors(qsfp_port_ctx *port, qsfp_hw_status *status) {
     }
     status->temperature = temperature_c(word_at(temperature));
     status->vcc = vcc_v(word_at(vcc));
-    // Whole nanometres: the integer division drops the 0.05 nm steps on purpose.
-    // NOLINTNEXTLINE(bugprone-integer-division)
-    status->wavelength_nm = static_cast<float>(word_at(state(port).wavelength) / kWavelengthUnit);
+    status->wavelength_nm = wavelength_whole_nm(word_at(state(port).wavelength));
     return QSFP_OK;
 }
 

@@ -16,19 +16,8 @@
 #include "coherent/coherent.h"
 #include "coherent/coherent_port.h"
 #include "coherent/fake_coh_sdk.h"
+#include "support/failing_calloc.h"
 
-// The library's allocations can be made to fail (linked with --wrap=calloc).
-namespace {
-bool g_fail_next_calloc = false;
-}
-extern "C" void *__real_calloc(std::size_t n, std::size_t size);
-extern "C" void *__wrap_calloc(std::size_t n, std::size_t size) {
-    if (g_fail_next_calloc) {
-        g_fail_next_calloc = false;
-        return nullptr;
-    }
-    return __real_calloc(n, size);
-}
 
 namespace qsfp::test {
 namespace {
@@ -774,7 +763,7 @@ TEST_F(CoherentFakeSdkTest, DebugInfoFailures) {
     EXPECT_TRUE(has_err(port, "coherent module debug info failed, null param\n"));
     // The scratch area for the SDK's text cannot be had.
     sdk().reset_calls();
-    g_fail_next_calloc = true;
+    fail_next_calloc();
     EXPECT_EQ(qsfp_module_get_debug_info(port, text.data(), 8000, &used), QSFP_ERR_NO_MEMORY);
     EXPECT_TRUE(has_err(port, "coherent module debug info failed, memory alloc failed\n"));
     EXPECT_EQ(sdk().count(Call::debug_info), 0u);
@@ -957,14 +946,14 @@ TEST_F(CoherentHwStatusTest, SdkFailureLeavesOnlyThePresenceMarkInTheSection) {
 TEST_F(CoherentHwStatusTest, FailedBlockAllocationAnswersTheLastReadsCode) {
     qsfp_port_ctx *port = ready_port();
     qsfp_hw_status s{};
-    g_fail_next_calloc = true;
+    fail_next_calloc();
     EXPECT_EQ(qsfp_port_hw_status(port, &s), QSFP_OK);
     EXPECT_TRUE(has_err(port, "memory alloc failed,hw status and pm data get failed\n"));
     EXPECT_EQ(sdk().count(Call::hw_data), 0u);
     EXPECT_EQ(s.coherent[0], 1u);
 
     cage().fail_range(sim::Op::read, 0x10, 0x82, 0x82, sim::kNoModuleCode, 1);
-    g_fail_next_calloc = true;
+    fail_next_calloc();
     EXPECT_EQ(qsfp_port_hw_status(port, &s), COH_SDK_ERR_MODULE_ACCESS);
 }
 

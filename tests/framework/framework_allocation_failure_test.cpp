@@ -5,21 +5,10 @@
 #include <gtest/gtest.h>
 
 #include "framework/bare_port.h"
+#include "support/failing_calloc.h"
 #include "support/stderr_capture.h"
 #include "support/trace_reader.h"
 
-namespace {
-bool g_fail_next_calloc = false;
-}
-
-extern "C" void *__real_calloc(std::size_t n, std::size_t size);
-extern "C" void *__wrap_calloc(std::size_t n, std::size_t size) {
-    if (g_fail_next_calloc) {
-        g_fail_next_calloc = false;
-        return nullptr;
-    }
-    return __real_calloc(n, size);
-}
 
 namespace {
 
@@ -35,7 +24,7 @@ TEST_F(AllocationFailureTest, PortContextAllocationFailureAnswers12) {
     p.init_arg = 3;
     qsfp_port_create_result result{};
     StderrCapture err;
-    g_fail_next_calloc = true;
+    qsfp::test::fail_next_calloc();
     EXPECT_EQ(qsfp_port_create(&p, &result), QSFP_ERR_NO_MEMORY);
     EXPECT_EQ(result.rc, QSFP_ERR_NO_MEMORY);
     EXPECT_EQ(result.init_arg, 3u);
@@ -54,7 +43,7 @@ TEST_F(AllocationFailureTest, RegisterDumpAllocationFailureAnswers12) {
     qsfp_port_ctx *port = create(0, QSFP_ERR_NOT_READY);
     char *text = nullptr;
     std::uint32_t size = 0;
-    g_fail_next_calloc = true;
+    qsfp::test::fail_next_calloc();
     EXPECT_EQ(qsfp_reg_access(port, &text, &size, 1), QSFP_ERR_NO_MEMORY);
     EXPECT_EQ(text, nullptr);
 }

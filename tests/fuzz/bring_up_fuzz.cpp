@@ -14,18 +14,14 @@
 #include <qsfp/sim/sff8636_module.h>
 #include <qsfp/sim/virtual_clock.h>
 
+#include "fuzz/fuzz_port.h"
+
 namespace {
 
-constexpr std::size_t kImage = 640;
+using qsfp::fuzz::evm;
+using qsfp::fuzz::lock_free;
 
-void *evm() {
-    static void *em = [] {
-        void *e = qsfp_ref_event_manager_new(QSFP_REF_VIRTUAL_TIME);
-        qsfp::sim::VirtualClock::instance().drive(event_manager_levm_get(e));
-        return e;
-    }();
-    return em;
-}
+constexpr std::size_t kImage = 640;
 
 qsfp::sim::ModuleMemory memory_from(const std::uint8_t *data, std::size_t size) {
     qsfp::sim::ModuleMemory m;

@@ -21,20 +21,16 @@
 #include <qsfp/sim/line_card.h>
 #include <qsfp/sim/virtual_clock.h>
 
+#include "fuzz/fuzz_port.h"
+
 namespace {
+
+using qsfp::fuzz::evm;
+using qsfp::fuzz::lock_free;
 
 constexpr std::uint8_t kPage9F = 0x9F;
 constexpr std::uint32_t kCommands[] = {QSFP_DD_CDB_QUERY_STATUS, QSFP_DD_CDB_DOWNLOAD, QSFP_DD_CDB_RUN,
                                        QSFP_DD_CDB_COMMIT, QSFP_DD_CDB_DOWNLOAD_RUN_COMMIT};
-
-void *evm() {
-    static void *em = [] {
-        void *e = qsfp_ref_event_manager_new(QSFP_REF_VIRTUAL_TIME);
-        qsfp::sim::VirtualClock::instance().drive(event_manager_levm_get(e));
-        return e;
-    }();
-    return em;
-}
 
 // A small firmware image in a scratch file, made once.
 const std::string &image_file() {
@@ -72,12 +68,6 @@ private:
     std::size_t next_ = 0;
     bool random_ = false;
 };
-
-bool lock_free(qsfp_port_ctx *port) {
-    if (qsfp_check_and_lock_hdl(port, __LINE__) != QSFP_OK) return false;
-    qsfp_port_unlock(port);
-    return true;
-}
 
 }  // namespace
 

@@ -16,20 +16,16 @@
 #include <qsfp/sim/line_card.h>
 #include <qsfp/sim/virtual_clock.h>
 
+#include "fuzz/fuzz_port.h"
+
 namespace {
+
+using qsfp::fuzz::evm;
+using qsfp::fuzz::lock_free;
 
 constexpr std::uint8_t kPages[] = {0x00, 0x01, 0x02, 0x03, 0x10, 0x11};
 constexpr std::size_t kImage = 128 * (1 + std::size(kPages));
 constexpr std::uint32_t kModes[] = {0, 7, 13, 14, 15, 3};
-
-void *evm() {
-    static void *em = [] {
-        void *e = qsfp_ref_event_manager_new(QSFP_REF_VIRTUAL_TIME);
-        qsfp::sim::VirtualClock::instance().drive(event_manager_levm_get(e));
-        return e;
-    }();
-    return em;
-}
 
 std::uint8_t control(const std::uint8_t *data, std::size_t size, std::size_t at) {
     return size > kImage + at ? data[kImage + at] : 0;
@@ -50,12 +46,6 @@ qsfp::sim::ModuleMemory memory_from(const std::uint8_t *data, std::size_t size) 
     m.set(0, 0, 0x18);  // QSFP-DD, so that the CMIS driver runs
     m.set(0, 2, static_cast<std::uint8_t>(flat ? (m.get(0, 2) | 0x80) : (m.get(0, 2) & 0x7F)));
     return m;
-}
-
-bool lock_free(qsfp_port_ctx *port) {
-    if (qsfp_check_and_lock_hdl(port, __LINE__) != QSFP_OK) return false;
-    qsfp_port_unlock(port);
-    return true;
 }
 
 }  // namespace

@@ -14,7 +14,12 @@
 
 #include "fuzz/fuzz_input.h"
 
+#include "fuzz/fuzz_port.h"
+
 namespace {
+
+using qsfp::fuzz::evm;
+using qsfp::fuzz::lock_free;
 
 struct Kind {
     const char *module;
@@ -22,21 +27,6 @@ struct Kind {
 };
 constexpr Kind kKinds[] = {{"400G-DR4", QSFP_DD_INIT_FULL}, {"400G-FR4", QSFP_DD_INIT_FULL},
                            {"100G-SR4", 0},                 {"100G-CR4", 0}};
-
-void *evm() {
-    static void *em = [] {
-        void *e = qsfp_ref_event_manager_new(QSFP_REF_VIRTUAL_TIME);
-        qsfp::sim::VirtualClock::instance().drive(event_manager_levm_get(e));
-        return e;
-    }();
-    return em;
-}
-
-bool lock_free(qsfp_port_ctx *port) {
-    if (qsfp_check_and_lock_hdl(port, __LINE__) != QSFP_OK) return false;
-    qsfp_port_unlock(port);
-    return true;
-}
 
 // Eight values, or none when the selector's top bit says so.
 std::uint8_t *values_or_null(std::uint8_t selector, std::uint8_t (&values)[8]) { return (selector & 0x80) ? nullptr : values; }

@@ -7,6 +7,7 @@
 #include <qsfp/sim/cage.h>
 #include <qsfp/sim/cmis_module.h>
 #include <qsfp/sim/line_card.h>
+#include <qsfp/sim/virtual_clock.h>
 #include <qsfp/sim/sff8636_module.h>
 
 namespace qsfpctl {
@@ -74,6 +75,12 @@ private:
 
 std::shared_ptr<qsfp::sim::LineCard> make_emulated_card() {
     auto card = std::make_shared<qsfp::sim::LineCard>(std::size(kCard));
+    // The tool keeps no transaction log of its own cages (--record has its
+    // own): a long `serve` would otherwise fill every cage's ring.
+    for (std::size_t i = 0; i < card->size(); ++i) {
+        card->cage(i).set_log_capacity(0);
+    }
+    qsfp::sim::VirtualClock::instance().set_sleep_log_capacity(0);
     for (std::size_t i = 0; i < std::size(kCard); ++i) {
         const CardSlot &slot = kCard[i];
         // Every name is a catalogue entry (a test checks the card's list).
