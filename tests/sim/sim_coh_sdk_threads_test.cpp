@@ -59,6 +59,10 @@ TEST_F(CohSdkThreadsTest, AnotherThreadFollowsADownloadUnderWay) {
     init();
     Cage cage;
     CmisModule &m = bring_up(cage, 0x0201);
+    // Each access takes its real time on a 1 MHz bus, so the download lasts
+    // about half a second and the other thread sees it under way however
+    // fast the machine is.
+    cage.set_real_bus_clock(qsfp::sim::kBus1MHz);
     const std::string path = ::testing::TempDir() + "coh_sdk_threads_image.bin";
     std::vector<std::uint8_t> file(16384, 0x5A);
     file[0] = 3;
