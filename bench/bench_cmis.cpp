@@ -36,28 +36,7 @@ constexpr std::uint64_t kBringUpMinimum = 256 + 72 + 2 + 2 + 2 + 4 + 8 + 4 + 8 +
 
 void BM_CmisBringUp(benchmark::State &state) {
     BenchPort p;
-    auto bring_up = [&] {
-        p.create(QSFP_DD_INIT_FULL, QSFP_DD_OPER_MODE_400G);
-        qsfp_port_delete(p.port);
-        p.port = nullptr;
-    };
-    if (bench::on_null_bus(state)) {
-        // Every recorded bring-up starts from a fresh module; replays never reach it.
-        bench::run_op(state, p, kBringUpMinimum, 1, [&] {
-            if (!p.bus.replaying()) {
-                p.cage().insert(fr4_from_power_on());
-            }
-            bring_up();
-        });
-        return;
-    }
-    for (auto _ : state) {
-        state.PauseTiming();
-        p.cage().insert(fr4_from_power_on());
-        state.ResumeTiming();
-        bring_up();
-    }
-    bench::report_bus(state, p.cage().stats(), kBringUpMinimum);
+    bench::run_bring_up(state, p, QSFP_DD_INIT_FULL, QSFP_DD_OPER_MODE_400G, kBringUpMinimum, fr4_from_power_on);
 }
 QSFP_BENCH_BOTH_BUSES(BM_CmisBringUp);
 

@@ -96,4 +96,34 @@ void run_op(benchmark::State &state, BenchPort &p, std::uint64_t minimum_bytes, 
     }
 }
 
+// Bring-up (create, then delete) of a module `fresh()` makes, each pass from
+// a fresh module: on the emulated bus one is inserted outside the timing
+// before every pass; on the null bus only the recorded passes need one, the
+// replays never reach the module.
+template <typename Fresh>
+void run_bring_up(benchmark::State &state, BenchPort &p, std::uint32_t init_arg, std::uint32_t mode,
+                  std::uint64_t minimum_bytes, Fresh fresh) {
+    auto bring_up = [&] {
+        p.create(init_arg, mode);
+        qsfp_port_delete(p.port);
+        p.port = nullptr;
+    };
+    if (on_null_bus(state)) {
+        run_op(state, p, minimum_bytes, 1, [&] {
+            if (!p.bus.replaying()) {
+                p.cage().insert(fresh());
+            }
+            bring_up();
+        });
+        return;
+    }
+    for (auto _ : state) {
+        state.PauseTiming();
+        p.cage().insert(fresh());
+        state.ResumeTiming();
+        bring_up();
+    }
+    report_bus(state, p.cage().stats(), minimum_bytes);
+}
+
 }  // namespace qsfp::bench

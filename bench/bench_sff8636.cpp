@@ -20,28 +20,8 @@ constexpr std::uint64_t kBringUpMinimum = 1 + 640;
 
 void BM_BringUp(benchmark::State &state) {
     BenchPort p;
-    auto bring_up = [&] {
-        p.create(1, 0);
-        qsfp_port_delete(p.port);
-        p.port = nullptr;
-    };
-    if (bench::on_null_bus(state)) {
-        // Every recorded bring-up starts from a fresh module; replays never reach it.
-        bench::run_op(state, p, kBringUpMinimum, 1, [&] {
-            if (!p.bus.replaying()) {
-                p.cage().insert(std::make_unique<sim::Module>(test::qsfp28_memory()));
-            }
-            bring_up();
-        });
-        return;
-    }
-    for (auto _ : state) {
-        state.PauseTiming();
-        p.cage().insert(std::make_unique<sim::Module>(test::qsfp28_memory()));
-        state.ResumeTiming();
-        bring_up();
-    }
-    bench::report_bus(state, p.cage().stats(), kBringUpMinimum);
+    bench::run_bring_up(state, p, 1, 0, kBringUpMinimum,
+                        [] { return std::make_unique<sim::Module>(test::qsfp28_memory()); });
 }
 QSFP_BENCH_BOTH_BUSES(BM_BringUp);
 

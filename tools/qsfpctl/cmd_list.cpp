@@ -4,6 +4,7 @@
 #include <qsfp/qsfp.h>
 
 #include "cmis_datapath.h"
+#include "coherent_view.h"
 #include "commands.h"
 #include "exit_codes.h"
 #include "json_value.h"
@@ -80,20 +81,13 @@ std::string coherent_state(const OpenPort &port) {
     if (rc != QSFP_OK) {
         return "coherent DSP, no live status: " + rc_text(rc);
     }
-    auto entry = [&](std::uint32_t n) { return status.coherent[QSFP_COH_ENTRY(n)]; };
-    const bool laser = entry(QSFP_COH_STATUS_STATE + 1) == COH_SDK_STATE_UP;
-    const bool signal = entry(QSFP_COH_STATUS_STATE + 2) == COH_SDK_STATE_UP;
-    const bool traffic = entry(QSFP_COH_STATUS_STATE + 3) == COH_SDK_STATE_UP;
-    std::string state = std::string("coherent DSP, laser ") + (laser ? "on" : "off");
-    state += signal ? ", signal locked" : ", no signal";
-    if (signal) {
-        state += traffic ? ", frames aligned" : ", frames not aligned";
+    const DspState d = dsp_state(status);
+    std::string state = std::string("coherent DSP, laser ") + (d.laser_on ? "on" : "off");
+    state += d.signal_locked ? ", signal locked" : ", no signal";
+    if (d.signal_locked) {
+        state += d.frames_aligned ? ", frames aligned" : ", frames not aligned";
     }
-    bool alarm = false;
-    for (std::uint32_t w = 0; w < QSFP_COH_STATUS_ALARM_WORDS; ++w) {
-        alarm = alarm || entry(QSFP_COH_STATUS_ALARMS + w) != 0;
-    }
-    return alarm ? state + ", ALARM" : state;
+    return d.alarm ? state + ", ALARM" : state;
 }
 
 CageLine describe(const OpenPort &port) {

@@ -70,10 +70,19 @@ float stat(const qsfp_hw_status &s, std::size_t parameter, std::uint32_t which) 
 
 bool has_coherent_section(const qsfp_hw_status &s) { return (s.coherent[0] & 0xFF) == 1; }
 
+DspState dsp_state(const qsfp_hw_status &s) {
+    bool alarm = false;
+    for (std::uint32_t w = 0; w < QSFP_COH_STATUS_ALARM_WORDS; ++w) {
+        alarm = alarm || word(s, QSFP_COH_STATUS_ALARMS + w) != 0;
+    }
+    return {word(s, QSFP_COH_STATUS_STATE), up(s, 1), up(s, 2), up(s, 3), alarm};
+}
+
 void print_coherent(std::ostream &out, const qsfp_hw_status &s) {
-    out << "coherent DSP: module state " << word(s, QSFP_COH_STATUS_STATE) << ", laser "
-        << (up(s, 1) ? "on" : "off") << ", " << (up(s, 2) ? "signal locked" : "no signal") << ", "
-        << (up(s, 3) ? "frames aligned" : "frames not aligned") << ", Tx "
+    const DspState d = dsp_state(s);
+    out << "coherent DSP: module state " << d.module_state << ", laser " << (d.laser_on ? "on" : "off") << ", "
+        << (d.signal_locked ? "signal locked" : "no signal") << ", "
+        << (d.frames_aligned ? "frames aligned" : "frames not aligned") << ", Tx "
         << (s.tx_disabled[0] != 0 ? "disabled" : "enabled") << '\n';
     out << "alarms:";
     for (std::uint32_t w = 0; w < QSFP_COH_STATUS_ALARM_WORDS; ++w) {
@@ -118,10 +127,11 @@ nlohmann::json coherent_json(const qsfp_hw_status &s) {
             performance.push_back(entry);
         }
     }
-    return {{"module_state", word(s, QSFP_COH_STATUS_STATE)},
-            {"laser_on", up(s, 1)},
-            {"signal_locked", up(s, 2)},
-            {"frames_aligned", up(s, 3)},
+    const DspState d = dsp_state(s);
+    return {{"module_state", d.module_state},
+            {"laser_on", d.laser_on},
+            {"signal_locked", d.signal_locked},
+            {"frames_aligned", d.frames_aligned},
             {"tx_disabled", s.tx_disabled[0] != 0},
             {"alarms", alarms},
             {"performance", performance}};

@@ -4,6 +4,7 @@
 // transmit powers are among the DSP's performance values.
 #pragma once
 
+#include <cstdint>
 #include <ostream>
 
 #include <nlohmann/json.hpp>
@@ -14,6 +15,16 @@ namespace qsfpctl {
 
 // The record carries the coherent section (first byte of entry 292).
 bool has_coherent_section(const qsfp_hw_status &s);
+
+// The DSP's state words and whether any alarm word is raised.
+struct DspState {
+    std::uint32_t module_state;
+    bool laser_on;
+    bool signal_locked;
+    bool frames_aligned;
+    bool alarm;
+};
+DspState dsp_state(const qsfp_hw_status &s);
 
 void print_coherent(std::ostream &out, const qsfp_hw_status &s);
 nlohmann::json coherent_json(const qsfp_hw_status &s);
