@@ -227,6 +227,19 @@ TEST(QsfpctlCard, ModeIsCheckedByTheDriver) {
     EXPECT_EQ(dr4.out, "cage 10: mode 14 accepted (400G module)\n");
 }
 
+TEST(QsfpctlCard, ModeJsonFollowsItsSchema) {
+    const auto o = run({"mode", "10", "14", "--json"});
+    ASSERT_EQ(o.code, 0) << o.err;
+    EXPECT_EQ(schema_errors("mode", o.out), "");
+    const auto j = nlohmann::json::parse(o.out);
+    EXPECT_EQ(j, nlohmann::json({{"cage", 10}, {"mode", 14}, {"accepted", true}, {"rate_gbps", 400}}));
+    // A refusal stays an error line, with nothing on standard output.
+    const auto refused = run({"mode", "1", "8", "--json"});
+    EXPECT_EQ(refused.code, qsfpctl::kExitLibraryError);
+    EXPECT_EQ(refused.out, "");
+    EXPECT_NE(schema_errors("mode", "{\"cage\": 1, \"mode\": 8, \"accepted\": false, \"rate_gbps\": 100}"), "");
+}
+
 TEST(QsfpctlCard, DumpPrintsTheLibraryPageDump) {
     const auto o = run({"dump", "1"});
     ASSERT_EQ(o.code, 0) << o.err;

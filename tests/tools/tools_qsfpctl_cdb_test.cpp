@@ -3,6 +3,7 @@
 // several cages at once, the SHA-256 check before anything is sent, and the
 // refusals of bad input.
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <sstream>
 
@@ -75,6 +76,51 @@ TEST(QsfpctlCdb, QueryGivesTheLibrarysTexts) {
     EXPECT_EQ(o.code, qsfpctl::kExitOk) << o.err;
     EXPECT_EQ(o.out, "cage 9: Firmware Download Feature locked. Success, CDB query. CDB operation SUCCESS.\n");
     EXPECT_EQ(o.err, "");
+}
+
+TEST(QsfpctlCdb, QueryJsonFollowsItsSchema) {
+    const auto o = run({"cdb", "9,12", "query", "--json"});
+    ASSERT_EQ(o.code, qsfpctl::kExitOk) << o.err;
+    EXPECT_EQ(qsfpctl::test::schema_errors("cdb", o.out), "");
+    const auto j = nlohmann::json::parse(o.out);
+    EXPECT_EQ(j["action"], "query");
+    ASSERT_EQ(j["cages"].size(), 2u);
+    EXPECT_EQ(j["cages"][0], nlohmann::json({{"cage", 9}, {"ok", true}, {"rc", 0},
+                                             {"text", "Firmware Download Feature locked. Success, CDB query. "
+                                                      "CDB operation SUCCESS."}}));
+    EXPECT_EQ(j["cages"][1]["cage"], 12);
+    EXPECT_EQ(j["cages"][1]["text"], "Image A: 2.3.0 running committed\nImage B: 2.2.0");
+}
+
+TEST(QsfpctlCdb, CoherentQueryNamesTheCageOnEveryLine) {
+    // The coherent SDK answers the firmware information as lines of its own;
+    // the version numbers keep their dots.
+    const auto o = run({"cdb", "12", "query"});
+    ASSERT_EQ(o.code, qsfpctl::kExitOk) << o.err;
+    EXPECT_EQ(o.out, "cage 12: Image A: 2.3.0 running committed\ncage 12: Image B: 2.2.0\n");
+}
+
+TEST(QsfpctlCdb, DownloadJsonHasEveryCagesResultAndNoProgress) {
+    auto card = std::make_shared<qsfp::sim::LineCard>(2);
+    for (std::size_t i = 0; i < 2; ++i) ASSERT_TRUE(card->insert(i, "400G-FR4"));
+    cmis(*card, 2).set_cdb_fault({CmisModule::CdbFault::Kind::fail, qsfp::sim::cmis::kCdbStartDownload, 0x42});
+    const std::vector<std::uint8_t> image = firmware(1024, 6, 1);
+    const auto o = run({"cdb", "1-2", "download", write_firmware("json", image).string(), "--json"}, on(card));
+    EXPECT_EQ(o.code, qsfpctl::kExitLibraryError);
+    EXPECT_EQ(qsfpctl::test::schema_errors("cdb", o.out), "") << o.out;
+    const auto j = nlohmann::json::parse(o.out);
+    EXPECT_EQ(j["action"], "download");
+    EXPECT_FALSE(j["run"].get<bool>());
+    ASSERT_EQ(j["cages"].size(), 2u);
+    EXPECT_TRUE(j["cages"][0]["ok"].get<bool>());
+    EXPECT_EQ(j["cages"][0]["text"], "Last epl block download success. CDB operation SUCCESS.");
+    EXPECT_FALSE(j["cages"][1]["ok"].get<bool>());
+    EXPECT_NE(j["cages"][1]["rc"], 0);
+    EXPECT_NE(j["cages"][1]["text"].get<std::string>().find("Unable to send cdb start download."), std::string::npos);
+    // The failing cage still has its one error line.
+    EXPECT_EQ(line_count(o.err), 1);
+    EXPECT_EQ(o.err.rfind("qsfpctl: cage 2: cdb download failed: rc ", 0), 0u) << o.err;
+    EXPECT_EQ(cmis(*card, 1).downloaded_image(), image);
 }
 
 TEST(QsfpctlCdb, DownloadRunCommitLandsInTheModule) {

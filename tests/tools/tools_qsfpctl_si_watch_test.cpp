@@ -2,6 +2,7 @@
 // library and read back from the module's active set, and the refreshing
 // monitor view as plain repeated blocks when the output is not a terminal.
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <qsfp/sim/cmis_module.h>
 #include <qsfp/sim/line_card.h>
@@ -52,6 +53,26 @@ TEST(QsfpctlSi, TargetsReachTheModulesActiveSet) {
     EXPECT_EQ(module->memory().get(0x11, 231), 0x22);
     // The lanes are back in service after the change.
     EXPECT_NE(run({"list"}, options).out.find("application 1, all datapaths activated"), std::string::npos);
+}
+
+TEST(QsfpctlSi, JsonGivesEveryLanesTargets) {
+    auto card = qsfpctl::make_emulated_card();
+    qsfpctl::RunOptions options;
+    options.card = card;
+    const auto o = run({"si", "10", "--lanes", "0x80", "--rx-pre", "5", "--rx-post", "9", "--json"}, options);
+    ASSERT_EQ(o.code, qsfpctl::kExitOk) << o.err;
+    EXPECT_EQ(qsfpctl::test::schema_errors("si", o.out), "");
+    const auto j = nlohmann::json::parse(o.out);
+    EXPECT_EQ(j["cage"], 10);
+    ASSERT_EQ(j["lanes"].size(), 8u);
+    EXPECT_EQ(j["lanes"][7], nlohmann::json({{"lane", 8}, {"tx_eq", 0}, {"rx_pre_cursor", 5},
+                                              {"rx_post_cursor", 9}, {"rx_amplitude", 0}}));
+    EXPECT_EQ(j["lanes"][6]["rx_pre_cursor"], 0);
+    // Lane 8 is the high nibble of page 11h bytes 226 (pre-cursor) and 230 (post-cursor).
+    auto *module = dynamic_cast<qsfp::sim::CmisModule *>(card->cage(9).module());
+    ASSERT_NE(module, nullptr);
+    EXPECT_EQ(module->memory().get(0x11, 226), 0x50);
+    EXPECT_EQ(module->memory().get(0x11, 230), 0x90);
 }
 
 TEST(QsfpctlSi, WithoutTargetsItShowsTheActiveSet) {

@@ -127,6 +127,7 @@ int run(const std::vector<std::string> &args, std::ostream &out, std::ostream &e
     CLI::App *mode = add_command(app, "mode", "ask the driver to accept a port mode");
     add_cage(mode, a);
     mode->add_option("MODE", a.mode, "port mode number")->required();
+    add_json(mode, a);
     CLI::App *dump = add_command(app, "dump", "module memory as the library's page dump");
     add_cage(dump, a);
     dump->add_option("--page", a.page, "only this upper page (0-255), or \"lower\"")->type_name("P");
@@ -148,6 +149,7 @@ int run(const std::vector<std::string> &args, std::ostream &out, std::ostream &e
     cdb->add_flag("--commit", a.cdb.commit, "commit the image after running it (with --run)");
     cdb->add_option("--sha256", a.cdb.sha256, "SHA-256 the image must have; checked before anything is sent")
         ->type_name("HEX");
+    cdb->add_flag("--json", a.cdb.json, "print JSON for scripts: every cage's result, no progress display");
     CLI::App *si = add_command(app, "si", "set CMIS signal-integrity targets by lane, then show what the module holds");
     si->add_option("CAGE", a.si.cage, "cage number")->required();
     si->add_option("--lanes", a.si.lanes, "lane mask, bit n = lane n+1 (default: every lane)")->type_name("MASK");
@@ -155,6 +157,7 @@ int run(const std::vector<std::string> &args, std::ostream &out, std::ostream &e
     si->add_option("--rx-pre", a.si.rx_pre, "Rx output pre-cursor target 0-15")->type_name("V");
     si->add_option("--rx-post", a.si.rx_post, "Rx output post-cursor target 0-15")->type_name("V");
     si->add_option("--rx-amp", a.si.rx_amp, "Rx output amplitude target 0-15")->type_name("V");
+    si->add_flag("--json", a.si.json, "print JSON for scripts");
     CLI::App *watch = add_command(app, "watch", "refreshing view of a module's monitors, alarms highlighted");
     watch->add_option("CAGE", a.watch.cage, "cage number")->required();
     watch->add_option("--interval", a.watch.interval_s, "seconds between refreshes (default 1)")
@@ -178,7 +181,7 @@ int run(const std::vector<std::string> &args, std::ostream &out, std::ostream &e
         {status, [&a](Context &c) { return cmd_status(c, a.cage, a.json); }},
         {enable, [&a](Context &c) { return cmd_lanes(c, a.cage, a.lanes, true, a.json); }},
         {disable, [&a](Context &c) { return cmd_lanes(c, a.cage, a.lanes, false, a.json); }},
-        {mode, [&a](Context &c) { return cmd_mode(c, a.cage, a.mode); }},
+        {mode, [&a](Context &c) { return cmd_mode(c, a.cage, a.mode, a.json); }},
         {dump, [&a](Context &c) { return cmd_dump(c, a.cage, a.page); }},
         {read, [&a](Context &c) { return cmd_read(c, a.reg, a.json); }},
         {write, [&a](Context &c) { return cmd_write(c, a.reg, a.data); }},

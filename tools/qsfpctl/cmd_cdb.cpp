@@ -14,13 +14,16 @@
 #include <cctype>
 #include <chrono>
 #include <filesystem>
+#include <sstream>
 #include <thread>
 
+#include <nlohmann/json.hpp>
 #include <qsfp/qsfp_cmis.h>
 #include <qsfp/qsfp_port_ops.h>
 
 #include "commands.h"
 #include "exit_codes.h"
+#include "json_value.h"
 #include "library_answer.h"
 #include "sha256_file.h"
 
@@ -148,7 +151,8 @@ void show_progress(Context &ctx, std::vector<std::unique_ptr<CdbJob>> &jobs, std
 
 void run_jobs(Context &ctx, std::vector<std::unique_ptr<CdbJob>> &jobs, const CdbArgs &args, std::uintmax_t size) {
     const std::uint32_t command = cdb_command(args);
-    const bool download = args.action == "download";
+    // JSON output is one document at the end, so there is no progress display.
+    const bool download = args.action == "download" && !args.json;
     // Every cage's line at 0% before anything is sent, then redrawn.
     if (download) show_progress(ctx, jobs, size, true);
     std::vector<std::thread> threads;
@@ -169,15 +173,43 @@ void run_jobs(Context &ctx, std::vector<std::unique_ptr<CdbJob>> &jobs, const Cd
     for (std::thread &t : threads) t.join();
 }
 
-// The library's progress texts of a cage, each ending in a full stop.
+// The library's progress texts of a cage. The CMIS driver runs its sentences
+// together ("...locked.Success, ..."), so a full stop followed by a letter
+// gets a space; version numbers ("2.3.0") keep theirs. Trailing line ends go.
 std::string response_text(const CdbJob &job) {
-    std::string text(job.response.data(), std::min<std::size_t>(job.response_length, job.response.size()));
+    const std::string text(job.response.data(), std::min<std::size_t>(job.response_length, job.response.size()));
     std::string spaced;
     for (std::size_t i = 0; i < text.size(); ++i) {
         spaced += text[i];
-        if (text[i] == '.' && i + 1 < text.size() && text[i + 1] != ' ') spaced += ' ';
+        if (text[i] == '.' && i + 1 < text.size() && std::isalpha(static_cast<unsigned char>(text[i + 1])) != 0) {
+            spaced += ' ';
+        }
     }
+    while (!spaced.empty() && (spaced.back() == '\n' || spaced.back() == ' ')) spaced.pop_back();
     return spaced;
+}
+
+// One line per line of the cage's text, each naming the cage, so the lines of
+// cages run together stay apart.
+void print_text(Context &ctx, std::size_t cage, const std::string &text) {
+    std::istringstream lines(text);
+    std::string line;
+    while (std::getline(lines, line)) ctx.out << "cage " << cage << ": " << line << '\n';
+}
+
+void print_json(Context &ctx, const std::vector<std::unique_ptr<CdbJob>> &jobs, const CdbArgs &args) {
+    nlohmann::json cages = nlohmann::json::array();
+    for (const auto &job : jobs) {
+        cages.push_back({{"cage", job->cage},
+                         {"ok", job->rc == QSFP_OK},
+                         {"rc", job->rc},
+                         {"text", response_text(*job)}});
+    }
+    ctx.out << json_text({{"action", args.action},
+                          {"run", args.run},
+                          {"commit", args.commit},
+                          {"cages", cages}})
+            << '\n';
 }
 
 }  // namespace
@@ -207,10 +239,11 @@ int cmd_cdb(Context &ctx, const CdbArgs &args) {
     }
     if (!ports_ready(ctx, jobs, exit_code)) return exit_code;
     run_jobs(ctx, jobs, args, size);
+    if (args.json) print_json(ctx, jobs, args);
     for (const auto &job : jobs) {
         const std::string text = response_text(*job);
         if (job->rc == QSFP_OK) {
-            ctx.out << "cage " << job->cage << ": " << text << '\n';
+            if (!args.json) print_text(ctx, job->cage, text);
         } else {
             const int code = fail(ctx, exit_code_for(job->rc), "cage " + std::to_string(job->cage) + ": cdb " +
                                                                    args.action + " failed: " + rc_text(job->rc) + ": " + text);

@@ -1,13 +1,15 @@
 // `mode`: the driver's check of a port mode against the module.
+#include <nlohmann/json.hpp>
 #include <qsfp/qsfp_port_ops.h>
 
 #include "commands.h"
 #include "exit_codes.h"
+#include "json_value.h"
 #include "library_answer.h"
 
 namespace qsfpctl {
 
-int cmd_mode(Context &ctx, const std::string &cage, const std::string &mode_text) {
+int cmd_mode(Context &ctx, const std::string &cage, const std::string &mode_text, bool json) {
     int exit_code = kExitOk;
     const std::optional<std::uint32_t> mode = number_arg(ctx, mode_text, "mode", 0, 0xFFFF, exit_code);
     if (!mode) return exit_code;
@@ -31,7 +33,11 @@ int cmd_mode(Context &ctx, const std::string &cage, const std::string &mode_text
     if (rc != QSFP_OK) {
         return fail(ctx, exit_code_for(rc), "cage " + cage + ": mode " + mode_text + " failed: " + rc_text(rc));
     }
-    ctx.out << "cage " << port->cage << ": mode " << *mode << " accepted (" << rate << "G module)\n";
+    if (json) {
+        ctx.out << json_text({{"cage", port->cage}, {"mode", *mode}, {"accepted", true}, {"rate_gbps", rate}}) << '\n';
+    } else {
+        ctx.out << "cage " << port->cage << ": mode " << *mode << " accepted (" << rate << "G module)\n";
+    }
     return kExitOk;
 }
 

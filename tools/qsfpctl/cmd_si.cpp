@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <array>
 
+#include <nlohmann/json.hpp>
 #include <qsfp/qsfp_port_ops.h>
 
 #include "cmis_datapath.h"
 #include "commands.h"
 #include "exit_codes.h"
+#include "json_value.h"
 #include "library_answer.h"
 #include "text_table.h"
 
@@ -31,14 +33,15 @@ struct SiGroup {
     std::string SiArgs::*option;
     const char *name;
     const char *heading;
+    const char *json_key;
     std::uint32_t first;  // CMIS page 11h byte
 };
 
 constexpr std::array kGroups = {
-    SiGroup{&SiArgs::tx_eq, "--tx-eq", "TX EQ", 217},
-    SiGroup{&SiArgs::rx_pre, "--rx-pre", "RX PRE-CURSOR", 223},
-    SiGroup{&SiArgs::rx_post, "--rx-post", "RX POST-CURSOR", 227},
-    SiGroup{&SiArgs::rx_amp, "--rx-amp", "RX AMPLITUDE", 231},
+    SiGroup{&SiArgs::tx_eq, "--tx-eq", "TX EQ", "tx_eq", 217},
+    SiGroup{&SiArgs::rx_pre, "--rx-pre", "RX PRE-CURSOR", "rx_pre_cursor", 223},
+    SiGroup{&SiArgs::rx_post, "--rx-post", "RX POST-CURSOR", "rx_post_cursor", 227},
+    SiGroup{&SiArgs::rx_amp, "--rx-amp", "RX AMPLITUDE", "rx_amplitude", 231},
 };
 static_assert(kGroups.back().first + kLanes / 2 == kActiveSetFirst + kActiveSetBytes);
 
@@ -67,19 +70,35 @@ bool parse_request(Context &ctx, const SiArgs &args, Request &request, int &exit
     return true;
 }
 
-void print_active_set(Context &ctx, const std::array<std::uint8_t, kActiveSetBytes> &set) {
+using ActiveSet = std::array<std::uint8_t, kActiveSetBytes>;
+
+// A lane's target of a group: the low nibble for odd lanes (1, 3 ...), the high for even.
+std::uint32_t target(const ActiveSet &set, const SiGroup &group, std::uint32_t lane) {
+    const std::uint8_t byte = set[group.first - kActiveSetFirst + lane / 2];
+    return lane % 2 == 0 ? byte & 0x0Fu : byte >> 4u;
+}
+
+void print_active_set(Context &ctx, const std::string &cage, const ActiveSet &set) {
+    ctx.out << "cage " << cage << ": active signal-integrity targets (CMIS page 11h)\n";
     std::vector<std::string> headings = {"LANE"};
     for (const SiGroup &g : kGroups) headings.emplace_back(g.heading);
     TextTable table(headings);
     for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
         std::vector<std::string> row = {std::to_string(lane + 1)};
-        for (const SiGroup &g : kGroups) {
-            const std::uint8_t byte = set[g.first - kActiveSetFirst + lane / 2];
-            row.push_back(std::to_string(lane % 2 == 0 ? byte & 0x0F : byte >> 4));
-        }
+        for (const SiGroup &g : kGroups) row.push_back(std::to_string(target(set, g, lane)));
         table.add(row);
     }
     table.print(ctx.out);
+}
+
+void print_active_set_json(Context &ctx, std::size_t cage, const ActiveSet &set) {
+    nlohmann::json lanes = nlohmann::json::array();
+    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+        nlohmann::json row = {{"lane", lane + 1}};
+        for (const SiGroup &g : kGroups) row[g.json_key] = target(set, g, lane);
+        lanes.push_back(row);
+    }
+    ctx.out << json_text({{"cage", cage}, {"lanes", lanes}}) << '\n';
 }
 
 std::uint32_t modify(const OpenPort &port, Request &request) {
@@ -131,13 +150,16 @@ int cmd_si(Context &ctx, const SiArgs &args) {
     if (change) {
         if (const int code = apply(ctx, *port, request); code != kExitOk) return code;
     }
-    std::array<std::uint8_t, kActiveSetBytes> set{};
+    ActiveSet set{};
     const std::uint32_t rc = qsfp_port_read(port->handle, kActiveSetFirst, kActiveSetPage, kActiveSetBytes, set.data());
     if (rc != QSFP_OK) {
         return fail(ctx, exit_code_for(rc), "cage " + args.cage + ": the active SI set could not be read: " + rc_text(rc));
     }
-    ctx.out << "cage " << args.cage << ": active signal-integrity targets (CMIS page 11h)\n";
-    print_active_set(ctx, set);
+    if (args.json) {
+        print_active_set_json(ctx, port->cage, set);
+    } else {
+        print_active_set(ctx, args.cage, set);
+    }
     return kExitOk;
 }
 

@@ -23,7 +23,7 @@ int cmd_dom(Context &ctx, const std::string &cage, bool json);
 int cmd_status(Context &ctx, const std::string &cage, bool json);
 // An empty `lanes` means every lane of the module.
 int cmd_lanes(Context &ctx, const std::string &cage, const std::string &lanes, bool enable, bool json);
-int cmd_mode(Context &ctx, const std::string &cage, const std::string &mode);
+int cmd_mode(Context &ctx, const std::string &cage, const std::string &mode, bool json);
 // An empty `page` dumps what the driver's page dump holds.
 int cmd_dump(Context &ctx, const std::string &cage, const std::string &page);
 int cmd_read(Context &ctx, const RegisterArgs &args, bool json);
@@ -35,6 +35,7 @@ struct CdbArgs {
     bool run = false;
     bool commit = false;
     std::string sha256;  // empty: not checked
+    bool json = false;   // one JSON document of every cage's result, no progress display
 };
 
 // One group of signal-integrity targets: empty when not to be changed.
@@ -42,6 +43,7 @@ struct SiArgs {
     std::string cage;
     std::string lanes;  // empty: every lane
     std::string tx_eq, rx_pre, rx_post, rx_amp;
+    bool json = false;
 };
 
 struct WatchArgs {
