@@ -34,3 +34,9 @@ add_dependencies(tools_qsfpctl_terminal_test qsfpctl)
 # The man page made from docs/qsfpctl.md renders cleanly.
 add_test(NAME qsfpctl_man_page
          COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/tools/check_man_page.sh ${QSFPCTL_MAN_PAGE})
+# Every example of the manual and the README is the tool's real output: each
+# command is run again and its output compared line by line.
+add_test(NAME qsfpctl_doc_examples
+         COMMAND ${QSFPCTL_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/tools/check_doc_examples.py
+                 $<TARGET_FILE:qsfpctl> ${PROJECT_SOURCE_DIR}
+                 ${PROJECT_SOURCE_DIR}/docs/qsfpctl.md ${PROJECT_SOURCE_DIR}/README.md)
