@@ -4,14 +4,9 @@
 // page 9Fh answers the next input byte. Nothing may crash, hang, overrun the
 // response buffer or leave the port locked. Input: a command selector, then
 // the reply bytes (used in a cycle).
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <string>
-#include <vector>
-
-#include <unistd.h>
 
 #include <qsfp/platform_ref.h>
 #include <qsfp/qsfp.h>
@@ -31,21 +26,6 @@ using qsfp::fuzz::lock_free;
 constexpr std::uint8_t kPage9F = 0x9F;
 constexpr std::uint32_t kCommands[] = {QSFP_DD_CDB_QUERY_STATUS, QSFP_DD_CDB_DOWNLOAD, QSFP_DD_CDB_RUN,
                                        QSFP_DD_CDB_COMMIT, QSFP_DD_CDB_DOWNLOAD_RUN_COMMIT};
-
-// A small firmware image in a scratch file, made once.
-const std::string &image_file() {
-    static const std::string path = [] {
-        std::string p = "/tmp/qsfp_fuzz_cdb_image_" + std::to_string(getpid()) + ".bin";
-        if (std::FILE *f = std::fopen(p.c_str(), "wb")) {
-            std::vector<unsigned char> bytes(3000);
-            for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i * 7);
-            std::fwrite(bytes.data(), 1, bytes.size(), f);
-            std::fclose(f);
-        }
-        return p;
-    }();
-    return path;
-}
 
 class RandomReplies : public qsfp::sim::CmisModule {
 public:
@@ -90,7 +70,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     char response[96];
     std::memset(response, 0x5A, sizeof response);
     std::uint32_t length = 0;
-    cdb_cmd_info request{kCommands[data[0] % std::size(kCommands)], image_file().c_str(), response, 64, &length};
+    cdb_cmd_info request{kCommands[data[0] % std::size(kCommands)],
+                         qsfp::fuzz::firmware_image_file("cdb", 3000).c_str(), response, 64, &length};
     qsfp_module_cdb_cmd_execute(r.handle, &request);
     if (length > 64) std::abort();
     for (std::size_t i = 64; i < sizeof response; ++i) {

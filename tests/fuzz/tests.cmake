@@ -78,8 +78,8 @@ if(QSFP_BUILD_FUZZ)
 endif()
 
 # CDB commands against random CDB answers; SI, mode and lane operations with
-# random arguments.
-foreach(target cdb_random_replies si_mode_args)
+# random arguments; the coherent driver and its SDK against a damaged ZR.
+foreach(target cdb_random_replies si_mode_args coherent_ops)
   qsfp_fuzz_target(fuzz_${target} ${target}_fuzz.cpp)
   target_link_libraries(fuzz_${target}_replay PRIVATE qsfp_sim qsfp_sim_usleep)
   if(QSFP_BUILD_FUZZ)
