@@ -74,7 +74,9 @@ protected:
     }
 
     Cage cage_;
-    std::string path_ = ::testing::TempDir() + "coh_sdk_cdb_image.bin";
+    // One file per test process: ctest runs this binary's tests side by side,
+    // and a shared name let one test's teardown remove another's image.
+    std::string path_ = ::testing::TempDir() + "coh_sdk_cdb_image_" + std::to_string(getpid()) + ".bin";
 };
 
 std::size_t count(const std::string &text, const std::string &what) {
