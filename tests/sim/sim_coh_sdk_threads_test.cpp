@@ -63,7 +63,7 @@ TEST_F(CohSdkThreadsTest, AnotherThreadFollowsADownloadUnderWay) {
     // about half a second and the other thread sees it under way however
     // fast the machine is.
     cage.set_real_bus_clock(qsfp::sim::kBus1MHz);
-    const std::string path = ::testing::TempDir() + "coh_sdk_threads_image.bin";
+    const std::string path = ::testing::TempDir() + "coh_sdk_threads_image_" + std::to_string(getpid()) + ".bin";
     std::vector<std::uint8_t> file(16384, 0x5A);
     file[0] = 3;
     std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char *>(file.data()), static_cast<std::streamsize>(file.size()));
