@@ -45,7 +45,7 @@ constexpr std::uint8_t kOtherFirmware[] = {2, 2};
 
 struct ProfileData {
     Thresholds thresholds;
-    MonitorValues nominal;  // lanes 0-3; lanes 4-7 from them (second_port_spread)
+    MonitorValues nominal;  // lanes 0-3; lanes 4-7 from them (upper_lanes_spread)
 };
 
 constexpr AlarmLimits kCase = {75, -5, 70, 0};
@@ -53,12 +53,12 @@ constexpr AlarmLimits kSupply = {3.63, 2.97, 3.465, 3.135};
 // Lane thresholds that never flag, for modules without lane monitors.
 constexpr AlarmLimits kOpen = {6.5, 0, 6.5, 0};
 
-// Lanes 5-8 of an eight-lane module (the second port of a 2x100G) take the
-// profile's four readings each a little off, as a second set of lasers and
-// receivers would read: lanes 1-4 read the profile as it is.
-double second_port_spread(int lane) {
-    constexpr double kSecondPort[4] = {0.98, 1.02, 0.96, 1.04};
-    return lane < 4 ? 1.0 : kSecondPort[lane % 4];
+// Lanes 5-8 of an eight-lane module (an 8-lane 400G, or a 2x100G's second
+// port) take the profile's four readings each a little off, as a second set
+// of lasers and receivers would read: lanes 1-4 read the profile as it is.
+double upper_lanes_spread(int lane) {
+    constexpr double kUpperLanes[4] = {0.98, 1.02, 0.96, 1.04};
+    return lane < 4 ? 1.0 : kUpperLanes[lane % 4];
 }
 
 MonitorValues nominal(double temperature, double rx_mw, double bias_ma, double tx_mw) {
@@ -205,7 +205,7 @@ void write_monitors(Image &img, const Recipe &r, std::uint8_t temperature_at) {
     for (int lane = 0; lane < media_lanes(r); ++lane) {
         const auto at = static_cast<std::uint8_t>(2 * lane);
         const auto reading = [lane](const std::array<double, sff8636::kLanes> &nominal) {
-            return nominal[static_cast<std::size_t>(lane % 4)] * second_port_spread(lane);
+            return nominal[static_cast<std::size_t>(lane % 4)] * upper_lanes_spread(lane);
         };
         img.word(kPage11, static_cast<std::uint8_t>(kTxPowerMonitors + at), sff8636::encode_power(reading(d.nominal.tx_power_mw)));
         img.word(kPage11, static_cast<std::uint8_t>(kTxBiasMonitors + at), sff8636::encode_bias(reading(d.nominal.tx_bias_ma)));

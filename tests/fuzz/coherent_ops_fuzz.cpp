@@ -109,8 +109,9 @@ void expect_untouched_past(const std::array<char, N> &buffer, std::size_t room) 
 
 void configure(qsfp_port_ctx *port, const Input &in) {
     qsfp_coh_traffic_config traffic{};
-    for (std::size_t i = 0; i < COH_SDK_TRAFFIC_VALUES && i < 7; ++i) traffic.value[i] = in.at(kTraffic + i) % 8;
-    traffic.flags = in.at(kTraffic + 7);
+    static_assert(kPerfMon - kTraffic == COH_SDK_TRAFFIC_VALUES + 1, "a control byte per traffic value, then the flags");
+    for (std::size_t i = 0; i < COH_SDK_TRAFFIC_VALUES; ++i) traffic.value[i] = in.at(kTraffic + i) % 8;
+    traffic.flags = in.at(kTraffic + COH_SDK_TRAFFIC_VALUES);
     qsfp_module_config_traffic(port, &traffic);
     qsfp_coh_perf_mon_config monitoring{};
     std::memcpy(monitoring.config, &in.control[kPerfMon], sizeof monitoring.config);
