@@ -61,10 +61,11 @@ TEST(QsfpctlCard, ListShowsEveryCageWithItsCondition) {
     EXPECT_NE(list_row(o.out, 9).find("application 1, all datapaths activated"), std::string::npos);
     EXPECT_NE(list_row(o.out, 10).find("application 1, all datapaths activated"), std::string::npos);
     EXPECT_NE(list_row(o.out, 11).find("ready (passive cable: nothing to configure)"), std::string::npos);
-    // The ZR module is handed to the coherent driver; its DSP initialised
-    // the module with the laser off, so nothing is received and the
-    // loss-of-signal alarms stand.
-    EXPECT_NE(list_row(o.out, 12).find("coherent DSP, laser off, no signal, ALARM"), std::string::npos)
+    // The ZR module is handed to the coherent driver; admin-up switched its
+    // laser on and its datapath came up, so the DSP locks to the far end's
+    // signal and no alarm stands.
+    EXPECT_EQ(list_row(o.out, 12).substr(list_row(o.out, 12).find("400G  ")),
+              "400G  coherent DSP, laser on, signal locked, frames aligned")
         << list_row(o.out, 12);
 }
 
@@ -195,20 +196,25 @@ TEST(QsfpctlCard, StatusOfTheCoherentCageShowsTheDspInsteadOfLaneMonitors) {
     ASSERT_EQ(o.code, 0) << o.err;
     EXPECT_NE(o.out.find("module  temperature C  51.00"), std::string::npos) << o.out;
     EXPECT_EQ(o.out.find("lane 1"), std::string::npos) << o.out;  // no per-lane optical monitors
-    EXPECT_NE(o.out.find("coherent DSP: module state 2, laser off, no signal, frames not aligned, Tx disabled"),
+    EXPECT_NE(o.out.find("coherent DSP: module state 3, laser on, signal locked, frames aligned, Tx enabled\n"
+                         "alarms: flexo 0x00000000 network 0x00000000 optical 0x00000000 module 0x00000000\n"),
               std::string::npos)
         << o.out;
-    // With the laser off the DSP demodulates nothing: the floor of the power
-    // readings and a bit error ratio of one half.
-    EXPECT_NE(o.out.find("rx_total_power          dBm     -40.00    -40.00    -40.00    -40.00"), std::string::npos)
+    // The DSP's readings follow the module's: Tx power word 1 of page 11h
+    // (-9.87 dBm), the far end's light on Rx (-13.01 dBm), and a link whose
+    // error ratio the FEC corrects.
+    EXPECT_NE(o.out.find("rx_total_power          dBm     -13.01    -13.01    -13.01    -13.01"), std::string::npos)
         << o.out;
-    EXPECT_NE(o.out.find("pre_fec_ber                     5.00e-01"), std::string::npos) << o.out;
+    EXPECT_NE(o.out.find("tx_power                dBm     -9.87     -9.87     -9.87     -9.87"), std::string::npos)
+        << o.out;
+    EXPECT_NE(o.out.find("pre_fec_ber                     1.92e-05"), std::string::npos) << o.out;
+    EXPECT_NE(o.out.find("uncorrected_ratio               0.00e+00"), std::string::npos) << o.out;
     const auto j = run({"status", "12", "--json"});
     ASSERT_EQ(j.code, 0) << j.err;
     EXPECT_EQ(schema_errors("status", j.out), "");
     const auto parsed = nlohmann::json::parse(j.out);
     EXPECT_TRUE(parsed["lanes"].empty());
-    EXPECT_FALSE(parsed["coherent"]["laser_on"].get<bool>());
+    EXPECT_TRUE(parsed["coherent"]["laser_on"].get<bool>());
     EXPECT_EQ(parsed["coherent"]["performance"].size(), 22u);
     EXPECT_EQ(parsed["coherent"]["performance"][0]["name"], "rx_total_power");
 }

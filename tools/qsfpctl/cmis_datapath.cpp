@@ -13,9 +13,25 @@ constexpr std::uint32_t kStateFirst = 128;  // 128-131: lanes 1-8, low nibble fi
 constexpr int kLanes = 8;
 constexpr std::uint8_t kDeactivated = 1;
 constexpr std::uint8_t kActivated = 4;
-// CMIS durations are advertised up to 60 s; poll every 10 ms.
-constexpr useconds_t kPollUs = 10000;
-constexpr int kPolls = 6000;
+// A deinit is advertised in at most 60 s and usually ends in milliseconds:
+// poll every 10 ms. A coherent module's DataPathInit is advertised in tens
+// of seconds (up to 5 minutes, code Ah): poll every second.
+constexpr useconds_t kDeinitPollUs = 10000;
+constexpr int kDeinitPolls = 6000;
+constexpr useconds_t kInitPollUs = 1000000;
+constexpr int kInitPolls = 300;
+
+// Polls the datapath states until `done` holds, at most `polls` times.
+template <typename Done>
+bool wait_datapaths(const OpenPort &port, useconds_t poll_us, int polls, Done done) {
+    for (int poll = 0; poll < polls; ++poll) {
+        const std::optional<DatapathCount> count = datapath_count(port);
+        if (!count) return false;
+        if (done(*count)) return true;
+        usleep(poll_us);
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -34,13 +50,16 @@ std::optional<DatapathCount> datapath_count(const OpenPort &port) {
 }
 
 bool wait_datapaths_deactivated(const OpenPort &port) {
-    for (int poll = 0; poll < kPolls; ++poll) {
-        const std::optional<DatapathCount> count = datapath_count(port);
-        if (!count) return false;
-        if (count->deactivated == kLanes) return true;
-        usleep(kPollUs);
-    }
-    return false;
+    return wait_datapaths(port, kDeinitPollUs, kDeinitPolls,
+                          [](const DatapathCount &c) { return c.deactivated == kLanes; });
+}
+
+bool wait_datapaths_activated(const OpenPort &port) {
+    // Lanes outside the application stay deactivated; every other lane has
+    // to be through its transitions.
+    return wait_datapaths(port, kInitPollUs, kInitPolls, [](const DatapathCount &c) {
+        return c.activated > 0 && c.activated + c.deactivated == kLanes;
+    });
 }
 
 }  // namespace qsfpctl

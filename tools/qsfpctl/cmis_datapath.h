@@ -20,4 +20,9 @@ std::optional<DatapathCount> datapath_count(const OpenPort &port);
 // at most the longest DataPathDeinit a module may advertise; false if not.
 bool wait_datapaths_deactivated(const OpenPort &port);
 
+// Waits until the datapaths the module initialises are activated (the
+// others deactivated), at most the longest DataPathInit a module may
+// advertise; false if not.
+bool wait_datapaths_activated(const OpenPort &port);
+
 }  // namespace qsfpctl

@@ -8,13 +8,16 @@
 #include <qsfp/qsfp.h>
 #include <qsfp/sim/virtual_clock.h>
 
+#include "cmis_datapath.h"
+
 namespace qsfpctl {
 
 namespace {
 
 // Lanes a port manager puts in service at insertion: the four of an
-// SFF-8636 module (a CMIS driver's ports get theirs once it exists).
+// SFF-8636 module, the eight media lanes of a QSFP-DD.
 constexpr std::uint32_t kSff8636Lanes = 0x0F;
+constexpr std::uint32_t kCmisLanes = 0xFF;
 // Past every settle period a bring-up hands to the cool timer: the longest is
 // a cooled transmitter without a usable TEC-ready flag (10 s).
 constexpr useconds_t kSettleWaitUs = 11000000;
@@ -32,8 +35,6 @@ void *event_manager() {
     }();
     return evm;
 }
-
-constexpr std::uint32_t kCmisLanes = 0xFF;
 
 DriverKind bound_driver(const qsfp_port_ctx *port) {
     if (std::memcmp(&port->fvt, &qsfp_fvt, sizeof qsfp_fvt) == 0) return DriverKind::sff8636;
@@ -131,6 +132,12 @@ void PortSession::open(const std::vector<std::size_t> &cages) {
         if (port.access.bring_up && port.create_rc == QSFP_OK && port.driver == DriverKind::cmis &&
             port.handle->flat_mem == 0) {
             qsfp_port_admin_state(port.handle, 0, 1, kCmisLanes);
+        }
+        // A coherent port in service has its laser on (admin-up is laser on)
+        // and its datapath initialised, which takes a ZR tens of seconds.
+        if (port.access.bring_up && port.create_rc == QSFP_OK && port.driver == DriverKind::coherent) {
+            qsfp_port_admin_state(port.handle, 0, 1, kCmisLanes);
+            wait_datapaths_activated(port);
         }
         ports_[cage - 1] = port;
     }
