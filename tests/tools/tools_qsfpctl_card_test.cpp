@@ -148,6 +148,19 @@ TEST(QsfpctlCard, StatusJsonOfEveryTransmittingCageFollowsTheSchema) {
     }
 }
 
+TEST(QsfpctlCard, StatusJsonNumbersAreTheFloatsShortestDecimals) {
+    // Supply 8084h is 3.29 V in the status record's float, and the JSON says
+    // 3.29, not the widened 3.2899999618530273. The high alarm 8DCCh
+    // (36,300 x 100 uV) comes out of the library's float arithmetic one step
+    // below 3.63f; the JSON gives that float's shortest form, not 3.63.
+    const auto o = run({"status", "1", "--json"});
+    ASSERT_EQ(o.code, 0) << o.err;
+    EXPECT_NE(o.out.find("\"value\": 3.29\n"), std::string::npos) << o.out;
+    EXPECT_NE(o.out.find("\"high_alarm\": 3.6299999,\n"), std::string::npos) << o.out;
+    const auto parsed = nlohmann::json::parse(o.out);
+    EXPECT_EQ(parsed["module"]["vcc"]["value"].get<double>(), 3.29);
+}
+
 TEST(QsfpctlCard, DomPrintsEveryReport) {
     const auto o = run({"dom", "2"});
     ASSERT_EQ(o.code, 0) << o.err;

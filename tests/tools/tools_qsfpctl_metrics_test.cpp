@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdio>
 #include <netinet/in.h>
+#include <sstream>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -74,6 +75,35 @@ TEST(QsfpctlMetrics, ParsedByPrometheusClient) {
     };
     EXPECT_TRUE(lane_of_cage_9("4"));
     EXPECT_FALSE(lane_of_cage_9("5"));
+}
+
+TEST(QsfpctlMetrics, ReadingsCarryTheDigitsOfTheLibrarysFloats) {
+    // The supply word 8084h (32,900 x 100 uV) is 3.29 V in the status
+    // record's float; widened as it is it would print 3.2899999618530273.
+    const auto o = run({"metrics"});
+    ASSERT_EQ(o.code, qsfpctl::kExitOk) << o.err;
+    EXPECT_NE(o.out.find(R"(qsfp_supply_voltage_volts{cage="1",vendor="OPTIWAVE",part_number="OW-100G-SR4",)"
+                         R"(serial="OWQ23000004"} 3.29)"
+                         "\n"),
+              std::string::npos)
+        << o.out;
+    // A bias threshold of 55,000 x 2 uA is 110.00001 in the library's float.
+    EXPECT_NE(o.out.find(R"(qsfp_tx_bias_threshold_milliamperes{cage="2",vendor="KORVA",part_number="KV-KORVA-100G-LR",)"
+                         R"(serial="KVQ23000114",kind="alarm",level="high"} 110.00001)"
+                         "\n"),
+              std::string::npos)
+        << o.out;
+    // Every sample is the double nearest a decimal of at most 9 significant
+    // digits, as many as a float needs. prometheus-cpp writes 16 digits, so a
+    // few (-9.400581 as -9.400581000000001) still show the double's last one.
+    std::istringstream lines(o.out);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        const double value = std::stod(line.substr(line.rfind(' ') + 1));
+        char nine[32];
+        std::snprintf(nine, sizeof nine, "%.9g", value);
+        EXPECT_EQ(std::stod(nine), value) << line;
+    }
 }
 
 TEST(QsfpctlMetrics, ANonsenseExpositionIsRejectedByTheParser) {

@@ -7,6 +7,7 @@
 
 #include <qsfp/qsfp_port_ops.h>
 
+#include "float_reading.h"
 #include "module_identity.h"
 #include "status_summary.h"
 #include "status_view.h"
@@ -102,7 +103,7 @@ void add_monitor(Families &f, const Labels &module, const MonitorRow &row) {
     const MetricName *name = metric_name(row.monitor.name);
     if (name == nullptr || !std::isfinite(row.monitor.value)) return;
     const Labels labels = row.lane == 0 ? module : with(module, {{"lane", std::to_string(row.lane)}});
-    f.add(name->metric, name->help, labels, row.monitor.value);
+    f.add(name->metric, name->help, labels, reading(row.monitor.value));
     const std::string base(name->metric);
     const std::size_t unit_at = base.rfind('_');
     const std::string quantity = base.substr(0, unit_at);
@@ -112,7 +113,7 @@ void add_monitor(Families &f, const Labels &module, const MonitorRow &row) {
         // Thresholds are the module's, one per module: not repeated per lane.
         if (row.lane <= 1) {
             f.add(quantity + "_threshold" + unit, std::string("threshold of the ") + name->help,
-                  with(module, {{"kind", limit.kind}, {"level", limit.level}}), row.monitor.*limit.threshold);
+                  with(module, {{"kind", limit.kind}, {"level", limit.level}}), reading(row.monitor.*limit.threshold));
         }
         f.add(quantity + "_flag", std::string("latched flag of the ") + name->help + " (1 = raised)", limit_labels,
               row.monitor.flags[limit.flag] != 0 ? 1 : 0);

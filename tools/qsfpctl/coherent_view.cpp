@@ -7,6 +7,7 @@
 
 #include <qsfp/qsfp.h>
 
+#include "json_value.h"
 #include "text_table.h"
 
 namespace qsfpctl {
@@ -108,7 +109,6 @@ void print_coherent(std::ostream &out, const qsfp_hw_status &s) {
 }
 
 nlohmann::json coherent_json(const qsfp_hw_status &s) {
-    auto number = [](float v) { return std::isfinite(v) ? nlohmann::json(v) : nlohmann::json(nullptr); };
     nlohmann::json alarms = nlohmann::json::object();
     for (std::uint32_t w = 0; w < QSFP_COH_STATUS_ALARM_WORDS; ++w) {
         alarms[kAlarmWords[w]] = word(s, QSFP_COH_STATUS_ALARMS + w);
@@ -118,11 +118,11 @@ nlohmann::json coherent_json(const qsfp_hw_status &s) {
         for (std::size_t p = 0; p < std::size(kParameters); ++p) {
             nlohmann::json entry = {{"name", kParameters[p].name},
                                     {"unit", kParameters[p].unit},
-                                    {"average", number(stat(s, p, 0))},
-                                    {"minimum", number(stat(s, p, 1))},
-                                    {"maximum", number(stat(s, p, 2))}};
+                                    {"average", json_number(stat(s, p, 0))},
+                                    {"minimum", json_number(stat(s, p, 1))},
+                                    {"maximum", json_number(stat(s, p, 2))}};
             if (p < COH_SDK_PM_CURRENT) {
-                entry["current"] = number(value(s, QSFP_COH_STATUS_PM_CURRENT + static_cast<std::uint32_t>(p)));
+                entry["current"] = json_number(value(s, QSFP_COH_STATUS_PM_CURRENT + static_cast<std::uint32_t>(p)));
             }
             performance.push_back(entry);
         }

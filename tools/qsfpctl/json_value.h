@@ -8,10 +8,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include "float_reading.h"
+
 namespace qsfpctl {
 
-inline nlohmann::json json_number(double value) {
-    return std::isfinite(value) ? nlohmann::json(value) : nlohmann::json(nullptr);
+inline nlohmann::json json_number(float value) {
+    return std::isfinite(value) ? nlohmann::json(reading(value)) : nlohmann::json(nullptr);
 }
 
 // JSON output as indented text. Module texts are bytes, not always UTF-8: an

@@ -18,7 +18,7 @@ struct Monitor {
     std::string name;
     std::string unit;
     int decimals;
-    double value;
+    float value;
     float low_alarm, low_warning, high_warning, high_alarm;
     std::uint32_t flags[4];  // high alarm, low alarm, high warning, low warning
 };
