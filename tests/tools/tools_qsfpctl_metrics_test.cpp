@@ -79,7 +79,7 @@ TEST(QsfpctlMetrics, ParsedByPrometheusClient) {
 
 TEST(QsfpctlMetrics, ReadingsCarryTheDigitsOfTheLibrarysFloats) {
     // The supply word 8084h (32,900 x 100 uV) is 3.29 V in the status
-    // record's float; widened as it is it would print 3.2899999618530273.
+    // record's float; widened as it is it would print 3.289999961853027.
     const auto o = run({"metrics"});
     ASSERT_EQ(o.code, qsfpctl::kExitOk) << o.err;
     EXPECT_NE(o.out.find(R"(qsfp_supply_voltage_volts{cage="1",vendor="OPTIWAVE",part_number="OW-100G-SR4",)"

@@ -116,6 +116,33 @@ OpenPort PortSession::create(std::size_t cage) {
     return port;
 }
 
+namespace {
+
+// Puts a newly created port in service as a port manager does at insertion;
+// true when its lanes need the settle period that open() waits out for all.
+bool bring_into_service(const OpenPort &port) {
+    if (!port.access.bring_up || port.create_rc != QSFP_OK) return false;
+    switch (port.driver) {
+    case DriverKind::sff8636:
+        qsfp_port_admin_state(port.handle, 0, 1, kSff8636Lanes);
+        return true;
+    case DriverKind::cmis:
+        // Every media lane; a passive cable has no datapath to enable.
+        if (port.handle->flat_mem == 0) qsfp_port_admin_state(port.handle, 0, 1, kCmisLanes);
+        return false;
+    case DriverKind::coherent:
+        // Admin-up is laser on; the datapath then initialises, which takes a
+        // ZR tens of seconds.
+        qsfp_port_admin_state(port.handle, 0, 1, kCmisLanes);
+        wait_datapaths_activated(port);
+        return false;
+    case DriverKind::none: break;
+    }
+    return false;
+}
+
+}  // namespace
+
 void PortSession::open(const std::vector<std::size_t> &cages) {
     bool settle = false;
     for (const std::size_t cage : cages) {
@@ -123,22 +150,7 @@ void PortSession::open(const std::vector<std::size_t> &cages) {
             continue;
         }
         OpenPort port = create(cage);
-        if (port.access.bring_up && port.create_rc == QSFP_OK && port.driver == DriverKind::sff8636) {
-            qsfp_port_admin_state(port.handle, 0, 1, kSff8636Lanes);
-            settle = true;
-        }
-        // A QSFP-DD port is enabled on every media lane; a passive cable has
-        // no datapath to enable.
-        if (port.access.bring_up && port.create_rc == QSFP_OK && port.driver == DriverKind::cmis &&
-            port.handle->flat_mem == 0) {
-            qsfp_port_admin_state(port.handle, 0, 1, kCmisLanes);
-        }
-        // A coherent port in service has its laser on (admin-up is laser on)
-        // and its datapath initialised, which takes a ZR tens of seconds.
-        if (port.access.bring_up && port.create_rc == QSFP_OK && port.driver == DriverKind::coherent) {
-            qsfp_port_admin_state(port.handle, 0, 1, kCmisLanes);
-            wait_datapaths_activated(port);
-        }
+        settle = bring_into_service(port) || settle;
         ports_[cage - 1] = port;
     }
     if (settle) {
